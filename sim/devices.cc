@@ -1,0 +1,51 @@
+#include "devices.h"
+
+#include <errno.h>
+
+namespace sim {
+
+ssize_t MemDevice::pread(OpenFile&, void* buf, size_t n, off_t off) {
+  if (off < 0 || static_cast<uint64_t>(off) >= PhysMem::kSize) return 0;
+  n = std::min<uint64_t>(n, PhysMem::kSize - static_cast<uint64_t>(off));
+  mem_.read(static_cast<uint64_t>(off), buf, n);
+  return static_cast<ssize_t>(n);
+}
+
+ssize_t MemDevice::pwrite(OpenFile&, const void* buf, size_t n, off_t off) {
+  if (off < 0 || static_cast<uint64_t>(off) >= PhysMem::kSize) return -ENXIO;
+  n = std::min<uint64_t>(n, PhysMem::kSize - static_cast<uint64_t>(off));
+  mem_.write(static_cast<uint64_t>(off), buf, n);
+  return static_cast<ssize_t>(n);
+}
+
+ssize_t MemDevice::read(OpenFile& f, void* buf, size_t n) {
+  ssize_t rc = pread(f, buf, n, f.pos);
+  if (rc > 0) f.pos += rc;
+  return rc;
+}
+
+ssize_t MemDevice::write(OpenFile& f, const void* buf, size_t n) {
+  ssize_t rc = pwrite(f, buf, n, f.pos);
+  if (rc > 0) f.pos += rc;
+  return rc;
+}
+
+void* MemDevice::mmap(OpenFile& f, size_t len, int prot, int flags, off_t off, int* err) {
+  if ((flags & MAP_SHARED) == 0 || (off & 0xFFF) != 0) {
+    *err = EINVAL;
+    return MAP_FAILED;
+  }
+  if ((prot & PROT_WRITE) && (f.flags & O_ACCMODE) == O_RDONLY) {
+    *err = EACCES;
+    return MAP_FAILED;
+  }
+  return mem_.map(static_cast<uint64_t>(off), len, prot, err);
+}
+
+std::unique_ptr<Board> make_default_board() {
+  auto board = std::make_unique<Board>();
+  board->add("/dev/mem", std::make_shared<MemDevice>(board->mem()));
+  return board;
+}
+
+}  // namespace sim

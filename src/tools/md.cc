@@ -1,0 +1,97 @@
+// himd, himd.l: display physical memory as bytes or 32-bit words.
+// himdb: append a physical range to a file.
+#include <cstdint>
+#include <cstdio>
+
+#include "sys/sys.h"
+#include "tools/dump.h"
+#include "tools/memmap.h"
+#include "tools/number.h"
+#include "tools/report.h"
+#include "tools/tools.h"
+
+namespace tav {
+
+namespace {
+constexpr const char* kSource = "tools/md";
+constexpr const char* kUsageWords = "usage: %s <address> [length]. sample: %s 0x80040000 0x100\n";
+constexpr const char* kUsageBytes = "usage: %s <address>. sample: %s 0x80040000\n";
+constexpr const char* kUsageFile = "usage: %s <address> <len> [filename]. sample: %s 0x80040000 \n";
+constexpr uint64_t kDefaultLength = 0x100;
+
+uint64_t length_arg(int argc, char** argv) {
+  uint64_t length = 0;
+  if (argc == 3 && str_to_number(argv[2], &length) == 0) return length;
+  return kDefaultLength;
+}
+}  // namespace
+
+int himd_l(int argc, char** argv) {
+  if (argc < 2) {
+    printf(kUsageWords, argv[0], argv[0]);
+    exit_report("", kSource, 33);
+  }
+  uint64_t length = length_arg(argc, argv);
+  uint64_t address = 0;
+  if (str_to_number(argv[1], &address) != 0) {
+    puts(kBadAddress);
+    return 0;
+  }
+  printf("====dump memory 0x%08lX====\n", static_cast<unsigned long>(address));
+  // Whole rows of four words are shown, so whole rows are mapped.
+  uint64_t shown = (length + 15) & ~uint64_t{15};
+  if (shown > UINT32_MAX) shown = length;
+  void* mem = memmap(static_cast<uint32_t>(address), static_cast<uint32_t>(shown));
+  if (mem == nullptr) exit_report(kMapError, kSource, 66);
+  dump_words(stdout, mem, length, 16);
+  return 0;
+}
+
+int himd(int argc, char** argv) {
+  if (argc < 2) {
+    printf(kUsageBytes, argv[0], argv[0]);
+    exit_report("", kSource, 90);
+  }
+  uint64_t length = length_arg(argc, argv);
+  uint64_t address = 0;
+  if (str_to_number(argv[1], &address) != 0) {
+    puts(kBadAddress);
+    return 0;
+  }
+  printf("====dump memory %#010lX====\n", static_cast<unsigned long>(address));
+  void* mem = memmap(static_cast<uint32_t>(address), static_cast<uint32_t>(length));
+  if (mem == nullptr) exit_report(kMapError, kSource, 123);
+  dump_bytes(stdout, mem, length, 16);
+  return 0;
+}
+
+int himdb(int argc, char** argv) {
+  if (argc < 3) {
+    printf(kUsageFile, argv[0], argv[0]);
+    exit_report("", kSource, 165);
+  }
+  uint64_t length = 0;
+  if (str_to_number(argv[2], &length) != 0) length = kDefaultLength;
+  char name[128];
+  if (argc == 4)
+    snprintf(name, sizeof name, "%s", argv[3]);
+  else
+    snprintf(name, sizeof name, "md_%s-%s", argv[1], argv[2]);
+  uint64_t address = 0;
+  if (str_to_number(argv[1], &address) != 0) {
+    puts(kBadAddress);
+    sys::munmap(nullptr, length);
+    return 0;
+  }
+  printf("====dump memory:<%#010lX><%lu> to file:<%s>====\n", static_cast<unsigned long>(address),
+         static_cast<unsigned long>(length), name);
+  void* mem = memmap(static_cast<uint32_t>(address), static_cast<uint32_t>(length));
+  if (mem == nullptr) exit_report(kMapError, kSource, 191);
+  dump_to_file(mem, length, nullptr, name);
+  // Straight to the system, past the registry: the address need not be
+  // page-aligned, in which case the mapping simply stays.
+  sys::munmap(mem, length);
+  return 0;
+}
+
+}  // namespace tav

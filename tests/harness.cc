@@ -1,0 +1,123 @@
+#include "harness.h"
+
+#include <fcntl.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+
+#include "tools/memmap.h"
+
+namespace tavtest {
+
+namespace {
+
+std::string slurp_fd(int fd) {
+  std::string s;
+  lseek(fd, 0, SEEK_SET);
+  char buf[65536];
+  ssize_t n;
+  while ((n = ::read(fd, buf, sizeof buf)) > 0) s.append(buf, static_cast<size_t>(n));
+  return s;
+}
+
+int temp_fd() {
+  char name[] = "/tmp/tavcapXXXXXX";
+  int fd = mkstemp(name);
+  if (fd >= 0) unlink(name);
+  return fd;
+}
+
+}  // namespace
+
+void run_capture(const std::function<void()>& fn, std::string* out, std::string* err) {
+  fflush(stdout);
+  fflush(stderr);
+  int out_fd = temp_fd();
+  int err_fd = temp_fd();
+  int saved_out = dup(1);
+  int saved_err = dup(2);
+  dup2(out_fd, 1);
+  dup2(err_fd, 2);
+  auto restore = [&] {
+    fflush(stdout);
+    fflush(stderr);
+    dup2(saved_out, 1);
+    dup2(saved_err, 2);
+    close(saved_out);
+    close(saved_err);
+    *out = slurp_fd(out_fd);
+    *err = slurp_fd(err_fd);
+    close(out_fd);
+    close(err_fd);
+  };
+  try {
+    fn();
+  } catch (...) {
+    restore();
+    throw;
+  }
+  restore();
+}
+
+Outcome run(sim::Board& board, Entry entry, const std::vector<std::string>& words) {
+  Outcome r;
+  std::vector<std::string> copy = words;
+  std::vector<char*> argv;
+  for (auto& w : copy) argv.push_back(&w[0]);
+  argv.push_back(nullptr);
+  size_t log_start = board.log().size();
+  run_capture(
+      [&] {
+        try {
+          r.result = entry(static_cast<int>(words.size()), argv.data());
+        } catch (const sim::ProcessExit& e) {
+          r.exited = true;
+          r.status = e.status;
+        }
+      },
+      &r.out, &r.err);
+  auto log = board.log();
+  r.requests.assign(log.begin() + static_cast<long>(log_start), log.end());
+  r.open_descriptors = board.open_descriptors();
+  // Every run is a new process: the registry and its /dev/mem descriptor go.
+  tav::memmap_reset();
+  return r;
+}
+
+void BoardTest::SetUp() {
+  char cwd[4096];
+  old_cwd_ = getcwd(cwd, sizeof cwd) ? cwd : "/";
+  char tmpl[] = "/tmp/tavtestXXXXXX";
+  dir_ = mkdtemp(tmpl);
+  ASSERT_EQ(chdir(dir_.c_str()), 0);
+  board_ = sim::make_default_board();
+  // Tests never read the real standard input: the console starts empty.
+  board_->set_console("");
+  sim::install(board_.get());
+}
+
+void BoardTest::TearDown() {
+  tav::memmap_reset();
+  sim::install(nullptr);
+  board_.reset();
+  ASSERT_EQ(chdir(old_cwd_.c_str()), 0);
+  std::string cmd = "rm -rf '" + dir_ + "'";
+  ASSERT_EQ(system(cmd.c_str()), 0);
+}
+
+std::string read_file(const std::string& path) {
+  std::ifstream f(path, std::ios::binary);
+  std::stringstream ss;
+  ss << f.rdbuf();
+  return ss.str();
+}
+
+void write_file(const std::string& path, const std::string& bytes) {
+  std::ofstream f(path, std::ios::binary);
+  f << bytes;
+}
+
+}  // namespace tavtest

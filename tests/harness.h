@@ -1,0 +1,51 @@
+// Runs tools against the simulated board and captures what they print.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "sim/board.h"
+#include "sim/devices.h"
+
+namespace tavtest {
+
+struct Outcome {
+  std::string out;     // stdout bytes
+  std::string err;     // stderr bytes
+  int result = 0;      // the entry's return value, when it returned
+  bool exited = false; // ended the process instead
+  int status = 0;      // exit status when exited
+  std::vector<sim::Request> requests;  // what the run asked of the board
+  size_t open_descriptors = 0;         // simulated descriptors left open
+};
+
+using Entry = int (*)(int, char**);
+
+Outcome run(sim::Board& board, Entry entry, const std::vector<std::string>& words);
+
+// Captures stdout and stderr around fn.
+void run_capture(const std::function<void()>& fn, std::string* out, std::string* err);
+
+// A fresh default board, installed, in a fresh working directory.
+class BoardTest : public ::testing::Test {
+ protected:
+  void SetUp() override;
+  void TearDown() override;
+  tavtest::Outcome run(Entry entry, const std::vector<std::string>& words) { return tavtest::run(*board_, entry, words); }
+  sim::Board& board() { return *board_; }
+  const std::string& dir() const { return dir_; }
+
+ private:
+  std::unique_ptr<sim::Board> board_;
+  std::string dir_;
+  std::string old_cwd_;
+};
+
+std::string read_file(const std::string& path);
+void write_file(const std::string& path, const std::string& bytes);
+
+}  // namespace tavtest
