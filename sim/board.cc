@@ -55,7 +55,8 @@ void* PhysMem::map(uint64_t phys, size_t len, int prot, int* err) {
     *err = len == 0 ? EINVAL : ENXIO;
     return MAP_FAILED;
   }
-  void* p = ::mmap(nullptr, len, prot, MAP_SHARED, fd_, static_cast<off_t>(phys));
+  // Populated up front, as the kernel's /dev/mem sets up all its page tables at mmap time.
+  void* p = ::mmap(nullptr, len, prot, MAP_SHARED | MAP_POPULATE, fd_, static_cast<off_t>(phys));
   if (p == MAP_FAILED) *err = errno;
   return p;
 }

@@ -13,6 +13,25 @@ namespace {
 
 constexpr char kHex[] = "0123456789abcdef";
 
+// Per-byte pieces of a row, looked up rather than formatted.
+struct Tables {
+  char pair[256][2];    // "%02x"
+  char spaced[256][4];  // " %02x" and one spare byte, for whole-word copies
+  char shown[256];      // the ASCII column: printable and not a tab, else '.'
+  constexpr Tables() : pair(), spaced(), shown() {
+    for (int b = 0; b < 256; ++b) {
+      pair[b][0] = kHex[b >> 4];
+      pair[b][1] = kHex[b & 0xF];
+      spaced[b][0] = ' ';
+      spaced[b][1] = pair[b][0];
+      spaced[b][2] = pair[b][1];
+      spaced[b][3] = ' ';
+      shown[b] = (b >= 0x20 && b < 0x7F) ? static_cast<char>(b) : '.';
+    }
+  }
+};
+constexpr Tables kTables;
+
 // Whole rows are formatted into this and written in large pieces: a listing
 // of many megabytes must not cost one printf per byte.
 class RowWriter {
@@ -40,6 +59,12 @@ class RowWriter {
 
 // "%0*x": at least min_digits hexadecimal digits.
 char* put_hex(char* out, uint64_t value, int min_digits) {
+  if (value < 0x100000 && min_digits == 5) {
+    out[0] = kHex[value >> 16];
+    memcpy(out + 1, kTables.pair[(value >> 8) & 0xFF], 2);
+    memcpy(out + 3, kTables.pair[value & 0xFF], 2);
+    return out + 5;
+  }
   char tmp[16];
   int n = 0;
   do {
@@ -52,8 +77,19 @@ char* put_hex(char* out, uint64_t value, int min_digits) {
 }
 
 char* put_hex8(char* out, uint32_t v) {
-  for (int shift = 28; shift >= 0; shift -= 4) *out++ = kHex[(v >> shift) & 0xF];
-  return out;
+  memcpy(out, kTables.pair[v >> 24], 2);
+  memcpy(out + 2, kTables.pair[(v >> 16) & 0xFF], 2);
+  memcpy(out + 4, kTables.pair[(v >> 8) & 0xFF], 2);
+  memcpy(out + 6, kTables.pair[v & 0xFF], 2);
+  return out + 8;
+}
+
+// The common full row of sixteen, with a fixed trip count the compiler unrolls.
+char* put_row16(char* p, const uint8_t* row) {
+  for (int i = 0; i < 16; ++i) memcpy(p + 3 * i, kTables.spaced[row[i]], 4);  // the spare byte is overwritten next
+  memcpy(p + 48, "  |", 3);
+  for (int i = 0; i < 16; ++i) p[51 + i] = kTables.shown[row[i]];
+  return p + 67;
 }
 
 }  // namespace
@@ -76,34 +112,20 @@ int dump_bytes(FILE* stream, const volatile void* buffer, unsigned long length, 
       *p++ = ' ';
       unsigned long left = length - offset;
       unsigned n = left < width ? static_cast<unsigned>(left) : width;
-      uint8_t bytes[256];
-      const uint8_t* row;
-      if (n <= sizeof bytes) {
-        for (unsigned i = 0; i < n; ++i) bytes[i] = src[offset + i];
-        row = bytes;
+      // Plain reads: a listing only reads, and byte order of reads does not matter to it.
+      const uint8_t* row = const_cast<const uint8_t*>(src) + offset;
+      if (n == 16 && width == 16) {
+        p = put_row16(p, row);
       } else {
-        row = const_cast<const uint8_t*>(src + offset);
-      }
-      for (unsigned i = 0; i < width; ++i) {
-        if (i < n) {
+        for (unsigned i = 0; i < n; ++i, p += 3) {
           p[0] = ' ';
-          p[1] = kHex[row[i] >> 4];
-          p[2] = kHex[row[i] & 0xF];
-        } else {
-          p[0] = p[1] = p[2] = ' ';
+          memcpy(p + 1, kTables.pair[row[i]], 2);
         }
+        for (unsigned i = n; i < width; ++i, p += 3) p[0] = p[1] = p[2] = ' ';
+        memcpy(p, "  |", 3);
         p += 3;
-      }
-      *p++ = ' ';
-      *p++ = ' ';
-      *p++ = '|';
-      for (unsigned i = 0; i < width; ++i) {
-        if (i >= n) {
-          *p++ = ' ';
-        } else {
-          uint8_t c = row[i];
-          *p++ = (c >= 0x20 && c < 0x7F) ? static_cast<char>(c) : '.';
-        }
+        for (unsigned i = 0; i < n; ++i) *p++ = kTables.shown[row[i]];
+        for (unsigned i = n; i < width; ++i) *p++ = ' ';
       }
       *p++ = '|';
       *p++ = '\n';
