@@ -19,51 +19,45 @@ constexpr const char* kUsageBytes = "usage: %s <address>. sample: %s 0x80040000\
 constexpr const char* kUsageFile = "usage: %s <address> <len> [filename]. sample: %s 0x80040000 \n";
 constexpr uint64_t kDefaultLength = 0x100;
 
-uint64_t length_arg(int argc, char** argv) {
+// What tells the two listings apart.
+struct Listing {
+  const char* usage;
+  int usage_line;
+  const char* heading;
+  int map_line;
+  int (*dump)(FILE*, const volatile void*, unsigned long, unsigned);
+  bool whole_rows;  // four words a row are shown whatever the length
+};
+
+constexpr Listing kWords = {kUsageWords, 33, "====dump memory 0x%08lX====\n", 66, dump_words, true};
+constexpr Listing kBytes = {kUsageBytes, 90, "====dump memory %#010lX====\n", 123, dump_bytes, false};
+
+int display(int argc, char** argv, const Listing& how) {
+  if (argc < 2) {
+    printf(how.usage, argv[0], argv[0]);
+    exit_report("", kSource, how.usage_line);
+  }
   uint64_t length = 0;
-  if (argc == 3 && str_to_number(argv[2], &length) == 0) return length;
-  return kDefaultLength;
+  if (argc != 3 || str_to_number(argv[2], &length) != 0) length = kDefaultLength;
+  uint64_t address = 0;
+  if (str_to_number(argv[1], &address) != 0) {
+    puts(kBadAddress);
+    return 0;
+  }
+  printf(how.heading, static_cast<unsigned long>(address));
+  // Whatever is shown is mapped.
+  uint64_t mapped = how.whole_rows ? (length + 15) & ~uint64_t{15} : length;
+  if (mapped > UINT32_MAX) mapped = length;
+  void* mem = memmap(static_cast<uint32_t>(address), static_cast<uint32_t>(mapped));
+  if (mem == nullptr) exit_report(kMapError, kSource, how.map_line);
+  how.dump(stdout, mem, length, 16);
+  return 0;
 }
 }  // namespace
 
-int himd_l(int argc, char** argv) {
-  if (argc < 2) {
-    printf(kUsageWords, argv[0], argv[0]);
-    exit_report("", kSource, 33);
-  }
-  uint64_t length = length_arg(argc, argv);
-  uint64_t address = 0;
-  if (str_to_number(argv[1], &address) != 0) {
-    puts(kBadAddress);
-    return 0;
-  }
-  printf("====dump memory 0x%08lX====\n", static_cast<unsigned long>(address));
-  // Whole rows of four words are shown, so whole rows are mapped.
-  uint64_t shown = (length + 15) & ~uint64_t{15};
-  if (shown > UINT32_MAX) shown = length;
-  void* mem = memmap(static_cast<uint32_t>(address), static_cast<uint32_t>(shown));
-  if (mem == nullptr) exit_report(kMapError, kSource, 66);
-  dump_words(stdout, mem, length, 16);
-  return 0;
-}
+int himd_l(int argc, char** argv) { return display(argc, argv, kWords); }
 
-int himd(int argc, char** argv) {
-  if (argc < 2) {
-    printf(kUsageBytes, argv[0], argv[0]);
-    exit_report("", kSource, 90);
-  }
-  uint64_t length = length_arg(argc, argv);
-  uint64_t address = 0;
-  if (str_to_number(argv[1], &address) != 0) {
-    puts(kBadAddress);
-    return 0;
-  }
-  printf("====dump memory %#010lX====\n", static_cast<unsigned long>(address));
-  void* mem = memmap(static_cast<uint32_t>(address), static_cast<uint32_t>(length));
-  if (mem == nullptr) exit_report(kMapError, kSource, 123);
-  dump_bytes(stdout, mem, length, 16);
-  return 0;
-}
+int himd(int argc, char** argv) { return display(argc, argv, kBytes); }
 
 int himdb(int argc, char** argv) {
   if (argc < 3) {
