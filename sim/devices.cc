@@ -1,5 +1,7 @@
 #include "devices.h"
 
+#include "disk.h"
+
 #include <errno.h>
 
 namespace sim {
@@ -45,6 +47,8 @@ void* MemDevice::mmap(OpenFile& f, size_t len, int prot, int flags, off_t off, i
 std::unique_ptr<Board> make_default_board() {
   auto board = std::make_unique<Board>();
   board->add("/dev/mem", std::make_shared<MemDevice>(board->mem()));
+  board->add("/dev/sda", std::make_shared<AtaDisk>("TAV HD2000 2TB", "WD-TAV0000001", "01.01A01"));
+  board->add("/dev/sdb", std::make_shared<AtaDisk>("TAV HD4000 4TB", "WD-TAV0000002", "01.01A02"));
   return board;
 }
 
