@@ -76,6 +76,10 @@ void AtaDisk::set_attributes(const SmartAttribute* attrs, int count) {
   seal();
 }
 
+void AtaDisk::set_security(uint16_t status) { put_word(identify, 128, status); }
+
+uint16_t AtaDisk::security() const { return static_cast<uint16_t>(identify[256] | identify[257] << 8); }
+
 void AtaDisk::seal() {
   seal_sector(smart_values);
   seal_sector(smart_thresholds);
@@ -187,6 +191,15 @@ int AtaDisk::sg_io(OpenFile& f, void* arg) {
     return 0;
   }
   if (cdb[0] != tav::kAtaPassThrough16) return -EINVAL;
+  if (cdb[14] == 0xF2) {  // SECURITY UNLOCK
+    if (data == nullptr || hdr->dxfer_len < 34) return -EINVAL;
+    if (memcmp(data + 2, security_password.data(), security_password.size()) != 0) {
+      hdr->status = 2;  // CHECK CONDITION: the disk stays locked
+      return 0;
+    }
+    set_security(static_cast<uint16_t>(security() & ~4u));
+    return 0;
+  }
   switch (cdb[14]) {
     case 0xE0:
       standby = true;

@@ -40,6 +40,11 @@ class AtaDisk final : public Device {
   bool answers_sg = true;
   std::array<uint8_t, 80> key_area{};   // last key-area parameter block
   std::array<uint8_t, 36> key_record{}; // last key-area task file record
+  std::array<uint8_t, 32> security_password{};  // what SECURITY UNLOCK must carry
+
+  // IDENTIFY word 128: bit 0 supported, 1 enabled, 2 locked.
+  void set_security(uint16_t status);
+  uint16_t security() const;
 
   void set_attributes(const SmartAttribute* attrs, int count);
   // Recomputes the checksum bytes after a change to the SMART sectors.
