@@ -1,0 +1,161 @@
+// The standby test and the IDENTIFY and SMART report.
+#include "items/storage/smart.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "harness.h"
+#include "items/storage/ata.h"
+#include "sim/disk.h"
+#include "sim/storage.h"
+
+namespace {
+
+using tavtest::Outcome;
+
+class Smart : public tavtest::BoardTest {
+ protected:
+  void SetUp() override {
+    BoardTest::SetUp();
+    ctl_ = sim::add_storage(board());
+    ctl_->scan_polls = 0;
+    disk_ = std::static_pointer_cast<sim::AtaDisk>(board().device("/dev/sda"));
+  }
+  // The port report's lines, as the standby test prints them.
+  std::string port_report() {
+    std::string out, err;
+    tavtest::run_capture([] { tav::sata_port(0, nullptr); }, &out, &err);
+    return out;
+  }
+  std::shared_ptr<sim::StorageController> ctl_;
+  std::shared_ptr<sim::AtaDisk> disk_;
+};
+
+TEST(SmartNames, TableHoldsItsRowsInOrder) {
+  int rows = 0;
+  std::set<int> ids;
+  int last = 0;
+  for (const auto* r = tav::kSmartAttributeNames; r->id != 0; ++r, ++rows) {
+    EXPECT_GT(r->id, last);
+    last = r->id;
+    ids.insert(r->id);
+  }
+  EXPECT_EQ(rows, 44);
+  EXPECT_STREQ(tav::kSmartAttributeNames[16].name, "Power temperature");
+}
+
+TEST_F(Smart, StandbyPicksTheTransportByName) {
+  board().add("/dev/sdi", std::make_shared<sim::AtaDisk>("NINTH", "S9", "F9"));
+  struct Case {
+    const char* path;
+    const char* lead;
+    unsigned long request;
+  } cases[] = {{"/dev/sda", "硬盘开始进入休眠状态...\n", tav::HDIO_DRIVE_CMD}, {"/dev/sdi", "", tav::SG_IO}};
+  for (const auto& c : cases) {
+    board().clear_log();
+    uint64_t before = board().clock().now_ns();
+    std::string out, err;
+    int rc = -9;
+    tavtest::run_capture([&] { rc = tav::set_harddisk_standby(c.path); }, &out, &err);
+    EXPECT_EQ(rc, 0);
+    EXPECT_EQ(out, std::string(c.lead) + "请确认硬盘状态是否处于IDLE...\n" + port_report());
+    auto ioctls = board().log_of(sim::Call::Ioctl);
+    ASSERT_FALSE(ioctls.empty());
+    EXPECT_EQ(ioctls.front().request, c.request);
+    EXPECT_TRUE(std::static_pointer_cast<sim::AtaDisk>(board().device(c.path))->standby);
+    EXPECT_GE(board().clock().now_ns() - before, 10000000000ull);
+  }
+  std::string out, err;
+  board().fail({sim::Call::Ioctl, "/dev/sda", 0, 0, EIO});
+  tavtest::run_capture([] { EXPECT_EQ(tav::set_harddisk_standby("/dev/sda"), -1); }, &out, &err);
+  EXPECT_EQ(out, "硬盘开始进入休眠状态...\nsata command STANDBY IMMEDIATE return -1\n");
+  tavtest::run_capture([] { EXPECT_EQ(tav::set_harddisk_standby("/dev/sdx"), -1); }, &out, &err);
+  EXPECT_EQ(out, "open /dev/sdx failed\n");
+  EXPECT_EQ(board().open_descriptors(), 0u);
+}
+
+TEST_F(Smart, InfoReportPrintsIdentifyAndTheAttributeTable) {
+  const sim::SmartAttribute attrs[] = {
+      {1, 0x000F, 101, 100, 0x0000123456789AULL, 100},  // above the threshold
+      {5, 0x0033, 100, 100, 0, 100},                       // equal: ILL
+      {0xBE, 0x0022, 70, 60, 30, 0},                       // not in the table
+      {9, 0x0032, 0, 0, 0, 0},                             // value 0, threshold 0: ILL
+  };
+  disk_->set_attributes(attrs, 4);
+  disk_->smart_values[362] = 0x82;
+  disk_->smart_values[364] = 0x10;
+  disk_->smart_values[365] = 0x02;
+  disk_->smart_values[372] = 2;
+  disk_->smart_values[373] = 0xFF;
+  disk_->seal();
+  board().set_console("/dev/sda\n");
+  Outcome r = run(tav::harddisk_info_test, {});
+  EXPECT_EQ(r.result, 0);
+  const std::string want_tail =
+      "**************************IDENTIFY_INFO************************\n"
+      "SerialNumber(SN)     WD-TAV0000001       \n"
+      "ModelNumber:                     TAV HD2000 2TB                          \n"
+      "FirmWare(FW):                    01.01A01\n"
+      "cache                            8192\n"
+      "bytesSec                         0\n"
+      "heads                            16\n"
+      "cylinders                        16383\n"
+      "sectors                          63\n"
+      "***************************SMART_INFO**************************\n"
+      "SMART rev                            0x10\n"
+      "offline_data_collection_status       0x82\n"
+      "self_test_exec_status                0x0\n"
+      "total_time_to_complete_off_line      528 seconds\n"
+      "offline_data_collection_capability   0x0\n"
+      "smart_capability                     0x0\n"
+      "errorlog_capability                  0x0\n"
+      "short_test_completion_time           2 minutes\n"
+      "extend_test_completion_time          255 minutes\n"
+      "conveyance_test_completion_time      0x0\n\n" +
+      std::string(106, '*') +
+      "\n"
+      "ID  Attribute name                          Flags   Threshold       Value   Worst   Raw Value       Status  \n\n"
+      "1   Raw Read Error Rate                     f       100             101     100     78187493530     OK    \n"
+      "5   Reallocated Sector Count                33      100             100     100     0               ILL   \n"
+      "be  Unknown attribute                       22      0               70      60      30              OK    \n"
+      "9   Power-on Hours Count                    32      0               0       0       0               ILL   \n";
+  const std::string head = "请输入块设备名称:硬盘开始进入休眠状态...\n请确认硬盘状态是否处于IDLE...\n";
+  ASSERT_GT(r.out.size(), head.size() + want_tail.size());
+  EXPECT_EQ(r.out.substr(0, head.size()), head);
+  EXPECT_EQ(r.out.substr(r.out.size() - want_tail.size()), want_tail);
+  EXPECT_EQ(r.open_descriptors, 0u);
+}
+
+TEST_F(Smart, InfoReportGoesOnAfterFailuresUntilTheSmartRead) {
+  board().set_console("/dev/sdq\n");  // no such disk: every step fails
+  Outcome r = run(tav::harddisk_info_test, {});
+  EXPECT_EQ(r.result, -1);
+  std::string zeros20(20, '\0'), zeros40(40, '\0'), zeros8(8, '\0');
+  EXPECT_EQ(r.out,
+            "请输入块设备名称:open /dev/sdq failed\n"
+            "set_harddisk_standby error errno = 2\n"
+            "open /dev/sdq failed\n"
+            "get_identify_result error errno = 2\n"
+            "**************************IDENTIFY_INFO************************\n"
+            "SerialNumber(SN)     " + zeros20 + "\n"
+            "ModelNumber:                     " + zeros40 + "\n"
+            "FirmWare(FW):                    " + zeros8 + "\n"
+            "cache                            0\nbytesSec                         0\nheads                            0\n"
+            "cylinders                        0\nsectors                          0\n"
+            "open /dev/sdq failed\nenable_smart error errno = 2\n"
+            "open /dev/sdq failed\nsata_status_smart error ioctl errno = 2\n"
+            "open /dev/sdq failed\nread_smart_values error errno = 2\n");
+}
+
+TEST_F(Smart, NameIsReadAsOneLineOfAtMostTenCharacters) {
+  board().set_console("");
+  Outcome r = run(tav::harddisk_info_test, {});
+  EXPECT_EQ(r.result, -1);
+  EXPECT_EQ(r.out, "请输入块设备名称:get block device name error\n");
+  board().set_console("/dev/sdabcdef\n");
+  r = run(tav::harddisk_info_test, {});
+  EXPECT_NE(r.out.find("open /dev/sdabc failed\n"), std::string::npos);
+}
+
+}  // namespace

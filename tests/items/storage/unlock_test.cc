@@ -1,0 +1,145 @@
+// The disk password test and the disk buffer tool.
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "harness.h"
+#include "items/storage/ata.h"
+#include "items/storage/storage_ctl.h"
+#include "sim/disk.h"
+#include "sim/storage.h"
+
+namespace {
+
+using tavtest::Outcome;
+
+class Unlock : public tavtest::BoardTest {
+ protected:
+  void SetUp() override {
+    BoardTest::SetUp();
+    disk_ = std::static_pointer_cast<sim::AtaDisk>(board().device("/dev/sdb"));
+    disk_->set_security(7);
+    auto pw = sim::StorageController::password_for(1, "WD-TAV0000002");
+    disk_->security_password = pw;
+  }
+  std::shared_ptr<sim::AtaDisk> disk_;
+};
+
+TEST_F(Unlock, LockedDiskIsUnlockedWithTheDriversPassword) {
+  board().set_console("/dev/sdb\n");
+  Outcome r = run(tav::disk_unlock, {});
+  EXPECT_EQ(r.result, 0);
+  EXPECT_EQ(r.out, "请输入块设备名称[非分区设备]:\033[0;32m/dev/sdb has password, test OK.\033[m\n");
+  EXPECT_EQ(disk_->security() & 4, 0);
+  // The record asks for disk 1 with the serial less its blanks.
+  std::vector<uint8_t> want(24, 0);
+  want[0] = 1;
+  want[4] = 13;
+  memcpy(&want[8], "WD-TAV0000002", 13);
+  std::vector<uint8_t> asked, unlock;
+  for (auto& q : r.requests) {
+    if (q.request == tav::STOR_CMD_GET_PASSWORD) asked = q.bytes;
+    if (q.request == tav::SG_IO) unlock = q.bytes;
+  }
+  EXPECT_EQ(asked, want);
+  ASSERT_EQ(unlock.size(), 16u + 512u);
+  EXPECT_EQ(std::vector<uint8_t>(unlock.begin(), unlock.begin() + 16),
+            (std::vector<uint8_t>{0x85, 0x0A, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xF2, 0}));
+  EXPECT_EQ(memcmp(unlock.data() + 16 + 2, disk_->security_password.data(), 32), 0);
+  EXPECT_EQ(r.open_descriptors, 0u);
+  EXPECT_EQ(r.out.find("\x01\x02"), std::string::npos);
+}
+
+TEST_F(Unlock, SecurityStatusDecides) {
+  struct Case {
+    uint16_t status;
+    int result;
+    std::string tail;
+  } cases[] = {
+      {0, -22, "\033[0;32m/dev/sdb is not a lock disk, don't need password\033[m\n"},
+      {1, -22, "\033[0;32m/dev/sdb is not a lock disk, don't need password\033[m\n"},
+      {3, -22, "\033[0;32m/dev/sdb have already unlocked\033[m\n"},
+      {0x17, 0, "\033[0;32m/dev/sdb has password, test OK.\033[m\n"},
+  };
+  for (const auto& c : cases) {
+    disk_->set_security(c.status);
+    board().set_console("/dev/sdb\n");
+    Outcome r = run(tav::disk_unlock, {});
+    EXPECT_EQ(r.result, c.result);
+    EXPECT_EQ(r.out, "请输入块设备名称[非分区设备]:" + c.tail);
+  }
+}
+
+TEST_F(Unlock, FailuresOnTheWay) {
+  struct Case {
+    std::function<void(sim::Board&)> setup;
+    int result;
+    std::string tail;
+  } cases[] = {
+      {[](sim::Board& b) { b.fail({sim::Call::Ioctl, "/dev/sdb", tav::HDIO_DRIVE_CMD, 0, EIO}); }, -1,
+       "send IDENTIFY DEVICE command, return -1\n\033[0;32mget_identify_result error errno = -1\033[m\n"},
+      {[](sim::Board& b) { b.remove(tav::kStoragePath); }, -22, "open /dev/tavstorage fail\n"},
+      {[](sim::Board& b) { b.fail({sim::Call::Ioctl, tav::kStoragePath, 0, 0, EPERM}); }, -1, "get password fail:-1\n"},
+      {[](sim::Board& b) { b.fail({sim::Call::Ioctl, "/dev/sdb", tav::SG_IO, 0, EIO}); }, -1, "send password fail:-1\n"},
+      {[](sim::Board& b) { b.fail({sim::Call::Open, "/dev/sdb", 0, 2, ENXIO}); }, -1, "open /dev/sdb failed\n"},
+  };
+  for (const auto& c : cases) {
+    auto fresh = sim::make_default_board();
+    auto d = std::static_pointer_cast<sim::AtaDisk>(fresh->device("/dev/sdb"));
+    d->set_security(7);
+    fresh->set_console("/dev/sdb\n");
+    c.setup(*fresh);
+    sim::install(fresh.get());
+    Outcome r = tavtest::run(*fresh, tav::disk_unlock, {});
+    sim::install(&board());
+    EXPECT_EQ(r.result, c.result);
+    EXPECT_EQ(r.out, "请输入块设备名称[非分区设备]:" + c.tail);
+    EXPECT_EQ(r.open_descriptors, 0u);
+  }
+  board().set_console("");
+  Outcome r = run(tav::disk_unlock, {});
+  EXPECT_EQ(r.result, -22);
+  EXPECT_EQ(r.out, "请输入块设备名称[非分区设备]:get block device name error\n");
+}
+
+const char kBufferUsage[] =
+    "\nUsage: hdbuffer -i index -c cmd -s size(M)\n\n    -i         HD index\n    -c         select ioctl command.like:\n"
+    "               0:get buffer size\n               1:set buffer size\n               2:unset buffer size\n"
+    "    -s         size\n    -h         help\n\n";
+
+TEST(BufferUsage, IsTheWholeText) { EXPECT_EQ(sizeof kBufferUsage - 1, 253u); }
+
+TEST_F(Unlock, HdbufferCommands) {
+  struct Case {
+    std::vector<std::string> words;
+    int result;
+    std::string out;
+    std::string err;
+  } cases[] = {
+      {{"hdbuffer", "-i", "sda", "-c", "1", "-s", "64"}, 0, "set hdd [sda] success，buffer size is 64 \n", ""},
+      {{"hdbuffer", "-i", "sda", "-c", "0"}, 0, "get hdd [sda] success，buffer size is 64 \n", ""},
+      {{"hdbuffer", "-i", "sda", "-c", "-1"}, 0, "get hdd [sda] success，buffer size is 64 \n", ""},
+      {{"hdbuffer", "-i", "sda", "-c", "2"}, 0, "clear hdd [sda] buffer set success\n", ""},
+      {{"hdbuffer", "-i", "sda", "-c", "0"}, -1, "hdbuffer_main(133): ioctl failed, errno: 19\n", ""},
+      {{"hdbuffer", "-c", "3"}, 0, "", kBufferUsage},
+      {{"hdbuffer", "-h"}, 0, "", kBufferUsage},
+      {{"hdbuffer", "-x"}, 0, "", kBufferUsage},
+      {{"hdbuffer", "-i"}, 0, "", kBufferUsage},
+  };
+  for (const auto& c : cases) {
+    Outcome r = run(tav::hdbuffer, c.words);
+    EXPECT_EQ(r.result, c.result) << c.words.size();
+    EXPECT_EQ(r.out, c.out);
+    EXPECT_EQ(r.err, c.err);
+    EXPECT_EQ(r.open_descriptors, 0u);
+  }
+  Outcome r = run(tav::hdbuffer, {"hdbuffer", "-i", std::string(40, 'n'), "-c", "1", "-s", "1"});
+  auto sent = board().log_of(sim::Call::Ioctl).back().bytes;
+  EXPECT_EQ(std::string(reinterpret_cast<char*>(sent.data())), std::string(31, 'n'));
+  board().remove(tav::kBuffctlPath);
+  r = run(tav::hdbuffer, {"hdbuffer", "-c", "0"});
+  EXPECT_EQ(r.result, 0);
+  EXPECT_EQ(r.out, "open file /dev/tavbuffctl failed, errno: 2\n");
+}
+
+}  // namespace
