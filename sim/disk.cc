@@ -102,25 +102,28 @@ int AtaDisk::ioctl(OpenFile& f, unsigned long request, void* arg) {
   }
 }
 
+bool AtaDisk::plain_command(uint8_t cmd, uint8_t* data) {
+  switch (cmd) {
+    case 0xE0:
+      standby = true;
+      return true;
+    case 0xE7:
+      ++flushes;
+      return true;
+    case 0xEC:
+      standby = false;
+      if (data != nullptr) memcpy(data, identify.data(), 512);
+      return true;
+    default:
+      return false;
+  }
+}
+
 int AtaDisk::drive_cmd(OpenFile& f, uint8_t* buf) {
   record(f, buf, 4);
   uint8_t* data = buf + 4;
-  switch (buf[0]) {
-    case 0xE0:
-      standby = true;
-      return 0;
-    case 0xE7:
-      ++flushes;
-      return 0;
-    case 0xEC:
-      standby = false;
-      memcpy(data, identify.data(), 512);
-      return 0;
-    case 0xB0:
-      break;
-    default:
-      return -EIO;
-  }
+  if (plain_command(buf[0], data)) return 0;
+  if (buf[0] != 0xB0) return -EIO;
   switch (buf[2]) {
     case 0xD0:
       if (!smart_enabled) return -EIO;
@@ -200,22 +203,10 @@ int AtaDisk::sg_io(OpenFile& f, void* arg) {
     set_security(static_cast<uint16_t>(security() & ~4u));
     return 0;
   }
-  switch (cdb[14]) {
-    case 0xE0:
-      standby = true;
-      return 0;
-    case 0xE7:
-      ++flushes;
-      return 0;
-    case 0xEC:
-      standby = false;
-      give(identify.data(), 512);
-      return 0;
-    case 0xB0:
-      break;
-    default:
-      hdr->status = 2;  // CHECK CONDITION
-      return 0;
+  if (plain_command(cdb[14], hdr->dxfer_len >= 512 ? data : nullptr)) return 0;
+  if (cdb[14] != 0xB0) {
+    hdr->status = 2;  // CHECK CONDITION
+    return 0;
   }
   switch (cdb[4]) {
     case 0xD0:

@@ -53,6 +53,8 @@ class AtaDisk final : public Device {
   int ioctl(OpenFile& f, unsigned long request, void* arg) override;
 
  private:
+  // STANDBY, FLUSH and IDENTIFY, alike on both transports; false for others.
+  bool plain_command(uint8_t cmd, uint8_t* data);
   int drive_cmd(OpenFile& f, uint8_t* buf);
   int drive_task(OpenFile& f, uint8_t* regs);
   int taskfile(OpenFile& f, uint8_t* buf);

@@ -316,21 +316,25 @@ int SetAtaKeyArea(const char* path, const uint8_t* first_half, const uint8_t* se
   uint8_t cdb[16] = {};
   cdb[0] = kKeyAreaScsiCmd;
   cdb[4] = kKeyAreaParamSize;
-  SgIoHdr hdr = {};
-  hdr.interface_id = 'S';
-  hdr.dxfer_direction = SG_DXFER_TO_DEV;
-  hdr.cmd_len = sizeof cdb;
-  hdr.dxfer_len = kKeyAreaParamSize;
-  hdr.dxferp = param;
-  hdr.cmdp = cdb;
-  hdr.flags = 1;
-  int rc = sys::ioctl(fd, SG_IO, &hdr);
+  int rc = sg_data_out(fd, cdb, param, kKeyAreaParamSize, 1);
   if (rc < 0) {
     printf("SetAtaKeyArea return %d\n", rc);
     return -1;  // the descriptor is left open, as it always was
   }
   sys::close(fd);
   return 0;
+}
+
+int sg_data_out(int fd, uint8_t* cdb, void* data, uint32_t length, uint32_t flags) {
+  SgIoHdr hdr = {};
+  hdr.interface_id = 'S';
+  hdr.dxfer_direction = SG_DXFER_TO_DEV;
+  hdr.cmd_len = 16;
+  hdr.dxfer_len = length;
+  hdr.dxferp = data;
+  hdr.cmdp = cdb;
+  hdr.flags = flags;
+  return sys::ioctl(fd, SG_IO, &hdr);
 }
 
 void ata_debug_print(const char*, ...) {}

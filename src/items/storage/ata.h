@@ -88,6 +88,9 @@ constexpr uint8_t kAtaPassThrough16 = 0x85;
 constexpr uint8_t kKeyAreaScsiCmd = 0x0C;
 constexpr size_t kKeyAreaParamSize = 80;
 
+// Sends a 16-byte CDB with a data-out block over SG_IO, with no sense buffer.
+int sg_data_out(int fd, uint8_t* cdb, void* data, uint32_t length, uint32_t flags);
+
 // HDIO transport: 0 success, 1 threshold exceeded (0xD2, 0xDA, 0xDB), -1 failure.
 int ata_command_interface(int fd, int cmd, void* data);
 int ata_command(int fd, int cmd, void* data);

@@ -36,14 +36,7 @@ int send_unlock(int fd, const uint8_t* password) {
   cdb[0] = kAtaPassThrough16;
   cdb[1] = kPioDataOut;
   cdb[14] = kSecurityUnlock;
-  SgIoHdr hdr = {};
-  hdr.interface_id = 'S';
-  hdr.dxfer_direction = SG_DXFER_TO_DEV;
-  hdr.cmd_len = sizeof cdb;
-  hdr.dxfer_len = sizeof block;
-  hdr.dxferp = block;
-  hdr.cmdp = cdb;
-  return sys::ioctl(fd, SG_IO, &hdr);
+  return sg_data_out(fd, cdb, block, sizeof block, 0);
 }
 
 }  // namespace
