@@ -169,9 +169,15 @@ int run_tests(int argc, char** argv, const char* program, const TestItem* items)
       case 'u':
         uninstall_links(program, items);
         break;
-      case 'm':
+      case 'm': {
+        // Items that scan their own options reset the scanner; the runner's
+        // scan goes on where it was.
+        int resume = optind;
         menu(program, items);
+        optind = resume;
+        opterr = 1;
         break;
+      }
       default:  // the scanner has said what was wrong
         break;
     }

@@ -1,6 +1,7 @@
 // The test runner over a table of recording items: options, usage, links,
 // run by name and the menu on the simulated console.
 #include <gtest/gtest.h>
+#include <getopt.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -254,6 +255,27 @@ TEST_F(Runner, LeavingTheMenuGoesOnWithTheRemainingOptions) {
   Outcome r = menu("q\n", {"tav_factory", "-m", "-c", "9"});
   EXPECT_EQ(tav::repeat_count(), 9u);
   EXPECT_EQ(r.out, kMenu + "q\n退出测试\n");
+}
+
+int item_scanning(int argc, char** argv) {
+  optind = 0;
+  opterr = 0;
+  while (getopt(argc, argv, "ab") != -1) {
+  }
+  g_calls.push_back("scanning");
+  return 0;
+}
+
+TEST_F(Runner, AnItemScanningItsOwnOptionsDoesNotDerailTheRunnersScan) {
+  static const tav::TestItem kScanning[] = {
+      {"zero", 1, item_rtc, "z"}, {"scan", 1, item_scanning, "s"}, {nullptr, 0, nullptr, nullptr}};
+  board().set_console("1\nq\n");
+  Outcome r = run([](int c, char** v) { return tav::run_tests(c, v, "tav_factory", kScanning); },
+                  {"tav_factory", "-m", "-c", "5"});
+  const std::string menu = "\t[0] z\n\t[1] s\n\t[h] 打印帮助信息\n\t[q] 退出测试\n\n请选择测试选项(默认值=0):";
+  EXPECT_EQ(r.out, menu + "1\n" + menu + "q\n退出测试\n");
+  EXPECT_EQ(g_calls, std::vector<std::string>({"scanning"}));
+  EXPECT_EQ(tav::repeat_count(), 5u);
 }
 
 TEST_F(Runner, KeyReaderSwitchesTheTerminalRawAndRestoresIt) {
