@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "factory/factory.h"
 #include "harness.h"
 #include "items/io/io_items.h"
 #include "sim/tavio.h"
@@ -250,8 +251,9 @@ TEST_F(Buzzer, EachFailingStepIsReportedPerSwitch) {
   }
 }
 
-// Every seam call of a run failed in turn: no crash, no hang, nothing left
-// open, and the alarm item still ends on a verdict.
+// Every seam call of a run failed in turn (the menu's key reader included):
+// no crash, no hang, nothing left open, and the alarm item still ends on a
+// verdict.
 TEST_F(Alarm, EveryCallFailedInTurn) {
   struct Scenario {
     const char* name;
@@ -264,6 +266,7 @@ TEST_F(Alarm, EveryCallFailedInTurn) {
       {"buzzer", tav::buzzer_test, {"buzzer"}, ""},
       {"bootparam", tav::bootparam_report, {"bootparam"}, ""},
       {"cpld", tav::cpld_report, {"cpld"}, ""},
+      {"menu", tav::factory_main, {"tav_factory", "-m"}, "2\n4\nq\n"},
   };
   for (const auto& s : scenarios) {
     board().clear_faults();
