@@ -260,7 +260,8 @@ TEST_F(Runner, LeavingTheMenuGoesOnWithTheRemainingOptions) {
 int item_scanning(int argc, char** argv) {
   optind = 0;
   opterr = 0;
-  while (getopt(argc, argv, "ab") != -1) {
+  // From the menu there is nothing to scan (and getopt must not see null).
+  while (argc > 0 && getopt(argc, argv, "ab") != -1) {
   }
   g_calls.push_back("scanning");
   return 0;
