@@ -68,7 +68,7 @@ void uninstall_links(const char* program, const TestItem* items) {
 }
 
 void run_all(const TestItem* items) {
-  // Index 0 stays out of run-all: it is the item that resets the board.
+  // Index 0 stays out of run-all: tables put the board-resetting item there.
   if (items[0].name == nullptr) return;
   for (const TestItem* it = items + 1; it->name != nullptr; ++it)
     if (it->flag == 1 && it->run != nullptr) it->run(0, nullptr);

@@ -222,7 +222,7 @@ TEST_F(FactoryProcess, MenuOnAPseudoTerminal) {
   ASSERT_TRUE(pump(prompt)) << seen;
   ASSERT_TRUE(wait_raw());
   ASSERT_EQ(::write(master, "7", 1), 1);
-  ASSERT_TRUE(pump("7"));
+  ASSERT_TRUE(pump(prompt + "7"));
   ASSERT_EQ(::write(master, "\x7f" "2\n", 3), 3);
   ASSERT_TRUE(pump("cpld测试完毕")) << seen;
   ASSERT_TRUE(pump(prompt, seen.find("cpld测试完毕"))) << seen;
