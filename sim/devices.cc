@@ -5,6 +5,8 @@
 
 #include <errno.h>
 
+#include "tavio.h"
+
 namespace sim {
 
 ssize_t MemDevice::pread(OpenFile&, void* buf, size_t n, off_t off) {
@@ -51,6 +53,7 @@ std::unique_ptr<Board> make_default_board() {
   board->add("/dev/sda", std::make_shared<AtaDisk>("TAV HD2000 2TB", "WD-TAV0000001", "01.01A01"));
   board->add("/dev/sdb", std::make_shared<AtaDisk>("TAV HD4000 4TB", "WD-TAV0000002", "01.01A02"));
   add_storage(*board);
+  add_tavio(*board);
   return board;
 }
 

@@ -1,0 +1,77 @@
+// The runner's raw key reader: answers are read key by key so the operator
+// gets an answer on a single key press and a bounded length.
+#include <cerrno>
+#include <cstdio>
+
+#include "runner/runner.h"
+#include "sys/sys.h"
+
+namespace tav {
+
+namespace {
+
+struct termios g_saved_termios;  // restored after every answer
+
+constexpr int kTab = '\t';
+constexpr int kBackspace = 8;
+constexpr int kDelete = 127;
+
+// 1 when a byte is ready, 0 when input ended or failed.
+int wait_key(unsigned char* c) {
+  for (;;) {
+    fd_set readable;
+    FD_ZERO(&readable);
+    FD_SET(0, &readable);
+    struct timeval one_second = {1, 0};
+    int rc = sys::select(1, &readable, nullptr, nullptr, &one_second);
+    if (rc == 0) continue;  // no overall limit: the operator may take their time
+    if (rc < 0) {
+      if (errno == EINTR) continue;
+      return 0;
+    }
+    ssize_t n = sys::read(0, c, 1);
+    if (n == 1) return 1;
+    if (n < 0 && errno == EINTR) continue;
+    return 0;
+  }
+}
+
+}  // namespace
+
+int read_key_line(char* buf, size_t n) {
+  if (n == 0) return -1;
+  // Without a terminal (a file or a pipe) the keys are read as they come.
+  bool raw = sys::tcgetattr(0, &g_saved_termios) == 0;
+  if (raw) {
+    struct termios t = g_saved_termios;
+    t.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
+    t.c_cc[VMIN] = 1;
+    t.c_cc[VTIME] = 0;
+    sys::tcsetattr(0, TCSANOW, &t);
+  }
+  size_t pos = 0;
+  bool ended = false;
+  while (pos < n - 1) {
+    unsigned char c;
+    if (!wait_key(&c)) {
+      ended = true;
+      break;
+    }
+    if (c == kTab || c == '\n') break;
+    if (c == kDelete || c == kBackspace) {
+      if (pos == 0) continue;
+      --pos;
+      fputs("\b \b", stdout);
+      fflush(stdout);
+      continue;
+    }
+    putchar(c);
+    fflush(stdout);
+    buf[pos++] = static_cast<char>(c);
+  }
+  buf[pos] = '\0';
+  if (raw) sys::tcsetattr(0, TCSANOW, &g_saved_termios);
+  return ended ? -1 : static_cast<int>(pos);
+}
+
+}  // namespace tav

@@ -1,0 +1,33 @@
+// The factory test runner: options, usage, version banner, the numbered
+// menu and running an item by name, over a table of test items.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace tav {
+
+using ItemRun = int (*)(int argc, char** argv);
+
+struct TestItem {
+  const char* name;  // command and link name
+  uint64_t flag;     // 1: in the usage and run-all; non-zero: linked
+  ItemRun run;       // null: an item not built yet, never linked or run
+  const char* description;
+};
+
+// Enters the runner; returns 0, or -1 when the first argument names no item.
+int run_tests(int argc, char** argv, const char* program, const TestItem* items);
+void print_runner_usage(const char* program, const TestItem* items);
+int print_version(const char* program);
+
+// Process-wide repeat count set by -c, for the items.
+uint32_t repeat_count();
+void set_repeat_count(uint32_t n);
+
+// Reads at most n - 1 keys from standard input without the terminal's line
+// editing, echoing them itself. Returns the number read, or -1 when input
+// ended (or failed) before a tab or newline closed the answer.
+int read_key_line(char* buf, size_t n);
+
+}  // namespace tav

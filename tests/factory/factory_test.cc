@@ -1,0 +1,78 @@
+// tav_factory's item table and entry on the simulated board: the table's
+// invariants, link names, and the menu's run-all over the real items.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <set>
+#include <string>
+
+#include "factory/factory.h"
+#include "harness.h"
+#include "items/io/io_items.h"
+#include "sim/tavio.h"
+
+namespace {
+
+using tavtest::Outcome;
+
+TEST(FactoryItems, TableInvariants) {
+  std::set<std::string> names;
+  size_t rows = 0;
+  for (const tav::TestItem* it = tav::kFactoryItems; it->name != nullptr; ++it, ++rows) {
+    EXPECT_TRUE(names.insert(it->name).second) << it->name;
+    EXPECT_TRUE(it->flag == 1 || it->flag == 2) << it->name;
+    ASSERT_NE(it->description, nullptr);
+    EXPECT_GT(strlen(it->description), 0u);
+    // Lookup takes the first name that is a prefix of the word: a later
+    // name starting with an earlier one could never be reached.
+    for (const tav::TestItem* later = it + 1; later->name != nullptr; ++later)
+      EXPECT_NE(strncmp(later->name, it->name, strlen(it->name)), 0) << it->name << " hides " << later->name;
+  }
+  ASSERT_GE(rows, 5u);
+  const char* const first[] = {"watchdog", "bootparam", "cpld", "alarm", "buzzer"};
+  for (size_t i = 0; i < 5; ++i) EXPECT_STREQ(tav::kFactoryItems[i].name, first[i]);
+  EXPECT_EQ(tav::kFactoryItems[0].flag, 2u);
+}
+
+class Factory : public tavtest::BoardTest {};
+
+TEST_F(Factory, LinkNamesRunTheirItemWithTheRemainingArguments) {
+  sim::remove_alarm_plug(board());
+  const std::string verdict = "报警输入:16个, 报警输出:4个\n没有报警小板接入!\n报警测试失败!\n";
+  Outcome by_word = run(tav::factory_main, {"tav_factory", "alarm", "-alarm_board_necessary"});
+  Outcome by_link = run(tav::factory_main, {"/usr/bin/alarm", "-alarm_board_necessary"});
+  EXPECT_EQ(by_word.out, verdict);
+  EXPECT_EQ(by_link.out, verdict);
+  EXPECT_EQ(by_link.result, 0);
+  EXPECT_EQ(run(tav::factory_main, {"./cpld"}).out, run(tav::cpld_report, {"cpld"}).out);
+}
+
+TEST_F(Factory, UnknownLinkNamesAndUnbuiltItemsAreRefused) {
+  struct Case {
+    std::string argv0, shown;
+  } cases[] = {{"./foo", "fo"}, {"watchdog", "watchdo"}};
+  for (const auto& c : cases) {
+    Outcome r = run(tav::factory_main, {c.argv0});
+    EXPECT_EQ(r.out.substr(0, r.out.find('\n') + 1), "输入参数 " + c.shown + " 有误!\n") << c.argv0;
+    EXPECT_NE(r.out.find("\tbootparam           \r\n\tcpld                \r\n"), std::string::npos);
+    EXPECT_EQ(r.result, -1);
+  }
+}
+
+TEST_F(Factory, MenuRunAllRunsTheFlaggedItemsInTableOrder) {
+  board().set_console("0\n");
+  Outcome r = run(tav::factory_main, {"tav_factory", "-m"});
+  const std::string menu =
+      "\t[0] 看门狗复位测试\n\t[1] bootparam信息\n\t[2] CPLD信息\n\t[3] 报警输入输出测试\n\t[4] 蜂鸣器测试\n"
+      "\t[h] 打印帮助信息\n\t[q] 退出测试\n\n请选择测试选项(默认值=0):0\n";
+  ASSERT_EQ(r.out.substr(0, menu.size()), menu);
+  size_t boot = r.out.find("bootparam测试开始"), cpld = r.out.find("CPLD测试开始"),
+         alarm = r.out.find("报警测试成功!");
+  EXPECT_LT(boot, cpld);
+  EXPECT_LT(cpld, alarm);
+  EXPECT_NE(alarm, std::string::npos);
+  EXPECT_EQ(sim::tavio(board())->beeps.size(), 6u);
+  EXPECT_EQ(r.open_descriptors, 0u);
+}
+
+}  // namespace

@@ -1,0 +1,224 @@
+// The bootparam and CPLD reports: whole reports on a healthy board, and the
+// single line that replaces them when the record cannot be had.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "harness.h"
+#include "items/io/io_items.h"
+#include "sim/tavio.h"
+
+namespace {
+
+using tavtest::Outcome;
+
+const std::string kCpldReport =
+    "CPLD测试开始\n"
+    "@start==============CPLD INFO================start@\n"
+    "魔数:           0x444c5043\n"
+    "校验:           0x5a3c\n"
+    "PCB:            0x3 \n"
+    "Board:          0x1208\n"
+    "固件版本:       0x10105\n"
+    "设备属性:       0x11\n"
+    "CPU属性:        0x200003\n"
+    "DDR属性:        0x2 \n"
+    "DDR0:           0x800\n"
+    "DDR1:           0x800\n"
+    "DDR2:           0x0 \n"
+    "DDR3:           0x0 \n"
+    "DDR4:           0x0 \n"
+    "DDR5:           0x0 \n"
+    "DDR6:           0x0 \n"
+    "DDR7:           0x0 \n"
+    "Flash属性:      0x41\n"
+    "音频输入属性:   0x10\n"
+    "音频输出属性:   0x10\n"
+    "视频输入属性:   0x100\n"
+    "视频输出属性:   0x7 \n"
+    "视频芯片属性:   0x3521\n"
+    "扩展属性:       0x0 \n"
+    "MAC0:           0x1000\n"
+    "MAC1:           0x1001\n"
+    "MAC2:           0x0 \n"
+    "MAC3:           0x0 \n"
+    "MAC4:           0x0 \n"
+    "MAC5:           0x0 \n"
+    "MAC6:           0x0 \n"
+    "MAC7:           0x0 \n"
+    "MAC8:           0x0 \n"
+    "MAC9:           0x0 \n"
+    "MAC10:          0x0 \n"
+    "MAC11:          0x0 \n"
+    "MAC12:          0x0 \n"
+    "MAC13:          0x0 \n"
+    "MAC14:          0x0 \n"
+    "MAC15:          0x0 \n"
+    "RTC属性:        0x1 \n"
+    "报警输入属性:   0x100\n"
+    "报警输出属性:   0x40\n"
+    "SATA属性:       0x8 \n"
+    "SAS属性:        0x0 \n"
+    "Mini属性:       0x0 \n"
+    "USB属性:        0x3 \n"
+    "加密属性:       0x0 \n"
+    "串口属性:       0x200\n"
+    "PCIe属性:       0x1 \n"
+    "PCIe Port:      0x0 \n"
+    "智能属性:       0x0 \n"
+    "级联属性:       0x0 \n"
+    "Panel属性:      0x1 \n"
+    "eMMC属性:       0x8 \n"
+    "SSD属性:        0x0 \n"
+    "温控属性:       0x1 \n"
+    "Router属性:     0x0 \n"
+    "FPGA属性:       0x0 \n"
+    "EEPROM属性:     0x0 \n"
+    "EEPROM地址:     0xa0\n"
+    "LCD属性:        0x0 \n"
+    "Sound属性:      0x0 \n"
+    "Graphic属性:    0x0 \n"
+    "启动:           0x2 \n"
+    "@end================CPLD INFO================end@\n"
+    "\n cpld测试完毕\n";
+
+const std::string kBootParamReport =
+    "bootparam测试开始\n"
+    "@start==============BOOTPARAM INFO================start@\n"
+    "Magic:                    0x51584d52\n"
+    "Csum:                     0x9e21\n"
+    "Len:                      0x200\n"
+    "Ver:                      0x102\n"
+    "Elem.devType:             0x31\n"
+    "Elem.devClass:            0x7 \n"
+    "Elem.link:                0x1 \n"
+    "Boot.Type:                0x2 \n"
+    "Boot.Kmen:                0x200\n"
+    "Boot.Emem:                0x600\n"
+    "Id.cmatch:                NVR-16CH\n"
+    "Id.devModel:              TV-NVR-4216-P\n"
+    "Id.prodDate:              191107\n"
+    "Id.prodNo:                A1234567\n"
+    "Id.writeDate:             1108\n"
+    "Id.language:              0x1 \n"
+    "Id.oemCode:               0x88\n"
+    "Id.zone:                  0x5 \n"
+    "Id.crypto:                0x0 \n"
+    "Feature.encodeChans:      0x10\n"
+    "Feature.decodeChans:      0x10\n"
+    "Feature.ipcChans:         0x10\n"
+    "Feature.ivsChans:         0x4 \n"
+    "Feature.picFormat:        0x0 \n"
+    "Feature.cpuFreq:          0x1 \n"
+    "Feature.dspFreq:          0x2 \n"
+    "Feature.devHigh:          0x3 \n"
+    "Feature.webSupport:       0x4 \n"
+    "Feature.voipSupport:      0x5 \n"
+    "Feature.usbNums:          0x6 \n"
+    "Feature.lcdSupport:       0x7 \n"
+    "Feature.voNums:           0x8 \n"
+    "Feature.vgaNums:          0x9 \n"
+    "Feature.vtSupport:        0xa \n"
+    "Feature.videoMaxtrix:     0xb \n"
+    "Feature.extendedDecoder:  0xc \n"
+    "Feature.extendedIVS:      0xd \n"
+    "Feature.extendedAlarmOut: 0xe \n"
+    "Feature.IntellAlgor:      0xf \n"
+    "macAddr:                  [00]00:1c:27:10:20:30\n"
+    "macAddr:                  [01]00:1c:27:10:20:31\n"
+    "macAddr:                  [02]00:1c:27:10:20:32\n"
+    "macAddr:                  [03]00:1c:27:10:20:33\n"
+    "macAddr:                  [04]00:1c:27:10:20:34\n"
+    "macAddr:                  [05]00:1c:27:10:20:35\n"
+    "macAddr:                  [06]00:1c:27:10:20:36\n"
+    "macAddr:                  [07]00:1c:27:10:20:37\n"
+    "macAddr:                  [08]00:1c:27:10:20:38\n"
+    "macAddr:                  [09]00:1c:27:10:20:39\n"
+    "macAddr:                  [10]00:1c:27:10:20:3a\n"
+    "macAddr:                  [11]00:1c:27:10:20:3b\n"
+    "macAddr:                  [12]00:1c:27:10:20:3c\n"
+    "macAddr:                  [13]00:1c:27:10:20:3d\n"
+    "macAddr:                  [14]00:1c:27:10:20:3e\n"
+    "macAddr:                  [15]00:1c:27:10:20:3f\n"
+    "App.rand_code:     K3X9QZ\n"
+    "WIFI KEY:     wifi-key\n"
+    "VELMO UID:     UID0123456789ABCDEFGHI\n"
+    "@end================BOOTPARAM INFO================end@\n"
+    "\n bootparam测试完毕\n";
+
+class Reports : public tavtest::BoardTest {
+ protected:
+  sim::TavioDevice& dev() { return *sim::tavio(board()); }
+};
+
+TEST_F(Reports, HealthyBoardPrintsBothReportsWhole) {
+  Outcome r = run(tav::cpld_report, {"cpld"});
+  EXPECT_EQ(r.out, kCpldReport);
+  EXPECT_EQ(r.result, 0);
+  EXPECT_EQ(r.open_descriptors, 0u);
+  r = run(tav::bootparam_report, {"bootparam"});
+  EXPECT_EQ(r.out, kBootParamReport);
+  EXPECT_EQ(r.result, 0);
+  EXPECT_EQ(r.open_descriptors, 0u);
+  // Started from the menu: no arguments at all.
+  r = run(tav::cpld_report, {});
+  EXPECT_EQ(r.out, kCpldReport);
+}
+
+TEST_F(Reports, MissingOrBadRecordsPrintOneLineAndNoBanners) {
+  struct Case {
+    const char* what;
+    void (*setup)(sim::Board&);
+    tavtest::Entry entry;
+    std::string out;
+    int result;
+  } cases[] = {
+      {"cpld no device", [](sim::Board& b) { b.remove(tav::kTavioPath); }, tav::cpld_report,
+       "CPLD测试开始\n驱动接口打开失败!\n", -1},
+      {"cpld request fails", [](sim::Board& b) { sim::fail_tavio_request(b, tav::TAVIO_GET_HARDWRE_INFO, EIO); },
+       tav::cpld_report, "CPLD测试开始\n获取CPLD失败!\n", 0},
+      {"cpld bad magic", sim::set_bad_hw_magic, tav::cpld_report, "CPLD测试开始\nCPLD错误!\n", 0},
+      {"bootparam no device", [](sim::Board& b) { b.remove(tav::kTavioPath); }, tav::bootparam_report,
+       "bootparam测试开始\n驱动接口打开失败!\n", -1},
+      {"bootparam request fails",
+       [](sim::Board& b) { sim::fail_tavio_request(b, tav::TAVIO_GET_BOOTPARAM, ENOTTY); }, tav::bootparam_report,
+       "bootparam测试开始\n获取bootparam失败!\n", 0},
+      {"bootparam bad magic", sim::set_bad_bootparam_magic, tav::bootparam_report,
+       "bootparam测试开始\nbootparam错误!\n", 0},
+      // The hardware magic does not matter to the boot parameters.
+      {"bootparam beside a bad cpld", sim::set_bad_hw_magic, tav::bootparam_report, kBootParamReport, 0},
+  };
+  for (const auto& c : cases) {
+    auto fresh = sim::make_default_board();
+    sim::install(fresh.get());
+    c.setup(*fresh);
+    Outcome o = tavtest::run(*fresh, c.entry, {"item"});
+    EXPECT_EQ(o.out, c.out) << c.what;
+    EXPECT_EQ(o.result, c.result) << c.what;
+    EXPECT_EQ(o.open_descriptors, 0u) << c.what;
+    sim::install(&board());
+  }
+}
+
+TEST_F(Reports, UnterminatedStringsRunOnButNeverPastTheRecord) {
+  auto& p = dev().boot_param;
+  memset(p.cmatch, 'C', sizeof p.cmatch);
+  // From the write date to the end of the record, nothing terminates.
+  char* from = p.write_date;
+  memset(from, 'W', sizeof p - static_cast<size_t>(from - reinterpret_cast<char*>(&p)));
+  Outcome r = run(tav::bootparam_report, {"bootparam"});
+  EXPECT_NE(r.out.find("Id.cmatch:                " + std::string(32, 'C') + "TV-NVR-4216-P\n"), std::string::npos);
+  EXPECT_NE(r.out.find("Id.writeDate:             " + std::string(512 - 0xB1, 'W') + "\n"), std::string::npos);
+  EXPECT_NE(r.out.find("Id.zone:                  0x57\n"), std::string::npos);
+}
+
+TEST_F(Reports, SmallValuesAreLeftAlignedInTwoColumns) {
+  dev().hw_info.pcb = 0x5;
+  dev().hw_info.boot_attr = 0;
+  Outcome r = run(tav::cpld_report, {"cpld"});
+  EXPECT_NE(r.out.find("PCB:            0x5 \n"), std::string::npos);
+  EXPECT_NE(r.out.find("启动:           0x0 \n"), std::string::npos);
+}
+
+}  // namespace

@@ -1,0 +1,307 @@
+// The test runner over a table of recording items: options, usage, links,
+// run by name and the menu on the simulated console.
+#include <gtest/gtest.h>
+#include <getopt.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cctype>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "harness.h"
+#include "runner/runner.h"
+#include "sys/sys.h"
+
+namespace {
+
+using tavtest::Outcome;
+
+std::vector<std::string> g_calls;
+
+std::string describe(const char* name, int argc, char** argv) {
+  std::string s = name;
+  s += "(" + std::to_string(argc);
+  if (argv == nullptr) s += ",null";
+  for (int i = 0; i < argc && argv != nullptr; ++i) s += std::string(",") + argv[i];
+  return s + ")";
+}
+int item_disk(int argc, char** argv) {
+  g_calls.push_back(describe("disk", argc, argv));
+  return 7;
+}
+int item_disk_perf(int argc, char** argv) {
+  g_calls.push_back(describe("disk_perf", argc, argv));
+  return 0;
+}
+int item_fan(int argc, char** argv) {
+  g_calls.push_back(describe("fan", argc, argv));
+  return -1;
+}
+int item_rtc(int argc, char** argv) {
+  g_calls.push_back(describe("rtc", argc, argv));
+  return 0;
+}
+
+// Index 0 is never run by run-all; "disk" shadows "disk_perf" on purpose.
+const tav::TestItem kItems[] = {
+    {"reboot", 1, item_rtc, "reboot item"},
+    {"disk", 1, item_disk, "disk item"},
+    {"disk_perf", 2, item_disk_perf, "perf item"},
+    {"fan", 1, item_fan, "fan item"},
+    {"ghost", 1, nullptr, "not built"},
+    {"rtc", 0, item_rtc, "unlinked item"},
+    {nullptr, 0, nullptr, nullptr},
+};
+
+const std::string kUsage =
+    "\r\n./tav_factory\t--help:\n\r\n"
+    "用法:   ./tav_factory [-m][-i][-u][-V][测试项][参数][...][-c测试次数]\n\r\n"
+    "选项:\n\r\n"
+    "\t-m\t\t查看可测试选项(菜单式)\n\n"
+    "\t-i\t\t创建软连接\n\n"
+    "\t-u\t\t删除软连接\n\n"
+    "\t-c\t\t删除软连接\n\n"
+    "\t-V\t\t打印版本信息\n\n"
+    "\r\n测试项:\n\r\n"
+    "\treboot              \r\n"
+    "\tdisk                \r\n"
+    "\tfan                 \r\n"
+    "\tghost               \r\n";
+
+const std::string kMenu =
+    "\t[0] reboot item\n\t[1] disk item\n\t[2] perf item\n\t[3] fan item\n\t[4] not built\n\t[5] unlinked item\n"
+    "\t[h] 打印帮助信息\n\t[q] 退出测试\n\n请选择测试选项(默认值=0):";
+
+int runner_entry(int argc, char** argv) { return tav::run_tests(argc, argv, "tav_factory", kItems); }
+
+class Runner : public tavtest::BoardTest {
+ protected:
+  void SetUp() override {
+    BoardTest::SetUp();
+    g_calls.clear();
+    tav::set_repeat_count(1);
+  }
+  Outcome menu(const std::string& keys, std::vector<std::string> words = {"tav_factory", "-m"}) {
+    board().set_console(keys);
+    return run(runner_entry, words);
+  }
+};
+
+TEST_F(Runner, UsageAndVersion) {
+  Outcome r = run(runner_entry, {"tav_factory", "-h"});
+  EXPECT_EQ(r.out, kUsage);
+  EXPECT_EQ(r.result, 0);
+  // The build's own stamp, in the preprocessor's "Mmm dd yyyy" and "hh:mm:ss".
+  r = run(runner_entry, {"/usr/bin/tav_factory", "--version"});
+  const std::string head = "*** tav_factory 1.1.0 ";
+  ASSERT_EQ(r.out.size(), head.size() + 11 + 1 + 8 + 5) << r.out;
+  EXPECT_EQ(r.out.substr(0, head.size()), head);
+  std::string stamp = r.out.substr(head.size(), 20);
+  for (size_t i : {0u, 1u, 2u}) EXPECT_TRUE(isalpha(static_cast<unsigned char>(stamp[i]))) << stamp;
+  for (size_t i : {5u, 7u, 8u, 9u, 10u, 12u, 13u, 15u, 16u, 18u, 19u})
+    EXPECT_TRUE(isdigit(static_cast<unsigned char>(stamp[i]))) << stamp;
+  EXPECT_EQ(stamp[14], ':');
+  EXPECT_EQ(stamp[17], ':');
+  EXPECT_EQ(r.out.substr(r.out.size() - 5), " ***\n");
+  EXPECT_EQ(r.result, 0);
+}
+
+TEST_F(Runner, StartedUnderAnotherNameDoesNothing) {
+  Outcome r = run(runner_entry, {"/bin/factory", "-h", "disk"});
+  EXPECT_EQ(r.out, "");
+  EXPECT_EQ(r.result, 0);
+  EXPECT_TRUE(g_calls.empty());
+  // The started name may carry a suffix.
+  r = run(runner_entry, {"./tav_factory_v2", "disk"});
+  EXPECT_EQ(g_calls, std::vector<std::string>({"disk(1,disk)"}));
+}
+
+TEST_F(Runner, RunsTheFirstItemWhoseNameIsAPrefixWithItsOwnOptions) {
+  struct Case {
+    std::vector<std::string> words;
+    std::string call;
+  } cases[] = {
+      {{"tav_factory", "disk_perf", "-m", "-c", "3"}, "disk(4,disk_perf,-m,-c,3)"},
+      {{"tav_factory", "fan", "-h"}, "fan(2,fan,-h)"},
+      {{"tav_factory", "fanatic"}, "fan(1,fanatic)"},
+      {{"tav_factory", "rtc"}, "rtc(1,rtc)"},
+  };
+  for (const auto& c : cases) {
+    g_calls.clear();
+    Outcome r = run(runner_entry, c.words);
+    EXPECT_EQ(r.out, "") << c.call;
+    EXPECT_EQ(r.result, 0) << c.call;  // the item's result is not examined
+    EXPECT_EQ(g_calls, std::vector<std::string>({c.call}));
+  }
+  // Options before the item word are the runner's, and then no item runs.
+  g_calls.clear();
+  Outcome r = run(runner_entry, {"tav_factory", "-c", "4", "disk"});
+  EXPECT_TRUE(g_calls.empty());
+  EXPECT_EQ(tav::repeat_count(), 4u);
+}
+
+TEST_F(Runner, UnknownItemIsShownOneCharacterShortThenTheUsage) {
+  struct Case {
+    std::string word;
+    std::string shown;
+  } cases[] = {{"abc", "ab"}, {"ghost", "ghos"}, {"x", ""}};
+  for (const auto& c : cases) {
+    Outcome r = run(runner_entry, {"tav_factory", c.word});
+    EXPECT_EQ(r.out, "输入参数 " + c.shown + " 有误!\n" + kUsage);
+    EXPECT_EQ(r.result, -1);
+  }
+  EXPECT_TRUE(g_calls.empty());
+}
+
+TEST_F(Runner, RepeatCountTakesDecimalHexAndOctal) {
+  struct Case {
+    std::vector<std::string> words;
+    uint32_t count;
+  } cases[] = {
+      {{"tav_factory", "-c", "0x10"}, 16},
+      {{"tav_factory", "-c", "010"}, 8},
+      {{"tav_factory", "--count=25"}, 25},
+      {{"tav_factory", "-c3"}, 3},
+      {{"tav_factory", "-v"}, 3},  // stays from the run before: process-wide
+  };
+  for (const auto& c : cases) {
+    run(runner_entry, c.words);
+    EXPECT_EQ(tav::repeat_count(), c.count) << c.words[1];
+  }
+}
+
+TEST_F(Runner, UnknownOptionIsPassedOverAfterTheScannersMessage) {
+  Outcome r = run(runner_entry, {"tav_factory", "-x", "-v"});
+  EXPECT_NE(r.err.find("invalid option"), std::string::npos) << r.err;
+  EXPECT_EQ(r.out.substr(0, 22), "*** tav_factory 1.1.0 ");
+  EXPECT_EQ(r.result, 0);
+}
+
+TEST_F(Runner, InstallLinksFlaggedBuiltItemsAndUninstallRemovesOnlyOurs) {
+  ASSERT_EQ(::symlink("elsewhere", "fan"), 0);
+  Outcome r = run(runner_entry, {"tav_factory", "-i"});
+  // An existing name is a failure too: the link call gives -1, never 17.
+  EXPECT_EQ(r.out, "install fan fail\n");
+  std::vector<std::string> linked;
+  for (const char* name : {"reboot", "disk", "disk_perf", "fan", "ghost", "rtc"}) {
+    char target[64] = {};
+    if (readlink(name, target, sizeof target - 1) > 0 && std::string(target) == "tav_factory") linked.push_back(name);
+  }
+  EXPECT_EQ(linked, std::vector<std::string>({"reboot", "disk", "disk_perf"}));
+
+  ASSERT_EQ(::symlink("tav_factory", "rtc"), 0);  // flag 0, yet uninstalled
+  tavtest::write_file("ghost", "plain file");
+  r = run(runner_entry, {"tav_factory", "--unstall"});
+  EXPECT_EQ(r.out, "");
+  struct stat st;
+  for (const char* gone : {"reboot", "disk", "disk_perf", "rtc"}) EXPECT_NE(lstat(gone, &st), 0) << gone;
+  EXPECT_EQ(lstat("fan", &st), 0);
+  EXPECT_EQ(tavtest::read_file("ghost"), "plain file");
+
+  ASSERT_EQ(::symlink("tav_factory", "disk"), 0);
+  board().fail({sim::Call::Unlink, "disk", 0, 0, EACCES});
+  r = run(runner_entry, {"tav_factory", "-u"});
+  EXPECT_EQ(r.out, "uninstall disk fail\n");
+}
+
+TEST_F(Runner, OptionsRunInTheOrderGiven) {
+  Outcome r = run(runner_entry, {"tav_factory", "-v", "-h", "-v"});
+  ASSERT_GT(r.out.size(), kUsage.size());
+  size_t banner = r.out.find('\n') + 1;
+  EXPECT_EQ(r.out.substr(banner, kUsage.size()), kUsage);
+  EXPECT_EQ(r.out.substr(0, banner), r.out.substr(banner + kUsage.size()));
+}
+
+TEST_F(Runner, MenuAnswers) {
+  struct Case {
+    const char* what;
+    std::string keys;
+    std::string out;
+    std::vector<std::string> calls;
+  } cases[] = {
+      {"q leaves", "q\n", kMenu + "q\n退出测试\n", {}},
+      {"h prints the usage and leaves", "h\n", kMenu + "h\n" + kUsage, {}},
+      {"Enter alone asks again", "\nq\n", kMenu + "\n" + kMenu + "q\n退出测试\n", {}},
+      {"punctuation asks again", "?\nq\n", kMenu + "?\n" + kMenu + "q\n退出测试\n", {}},
+      {"0 runs the flagged items from index 1",
+       "0\n",
+       kMenu + "0\n",
+       {"disk(0,null)", "fan(0,null)"}},
+      {"another letter runs all too", "x\n", kMenu + "x\n", {"disk(0,null)", "fan(0,null)"}},
+      {"a number runs that item, whatever its flag, and asks again",
+       "5\t2\nq",
+       kMenu + "5\n" + kMenu + "2\n" + kMenu + "q\n退出测试\n",
+       {"rtc(0,null)", "disk_perf(0,null)"}},
+      {"an item not built yet runs nothing", "4\nq\n", kMenu + "4\n" + kMenu + "q\n退出测试\n", {}},
+      {"out of range", "12\nq\n", kMenu + "12\n输入有误！请重新选择测试\n" + kMenu + "q\n退出测试\n", {}},
+      {"input ends after the third key", "1234\n", kMenu + "123\n输入有误！请重新选择测试\n" + kMenu + "4\n" + kMenu + "\n",
+       {}},
+      {"erasing keys", "\x7f" "9\b3\nq\n", kMenu + "9\b \b3\n" + kMenu + "q\n退出测试\n", {"fan(0,null)"}},
+      {"end of input leaves", "", kMenu + "\n", {}},
+  };
+  for (const auto& c : cases) {
+    g_calls.clear();
+    Outcome r = menu(c.keys);
+    EXPECT_EQ(r.out, c.out) << c.what;
+    EXPECT_EQ(g_calls, c.calls) << c.what;
+    EXPECT_EQ(r.result, 0) << c.what;
+  }
+}
+
+TEST_F(Runner, LeavingTheMenuGoesOnWithTheRemainingOptions) {
+  g_calls.clear();
+  Outcome r = menu("q\n", {"tav_factory", "-m", "-c", "9"});
+  EXPECT_EQ(tav::repeat_count(), 9u);
+  EXPECT_EQ(r.out, kMenu + "q\n退出测试\n");
+}
+
+int item_scanning(int argc, char** argv) {
+  optind = 0;
+  opterr = 0;
+  // From the menu there is nothing to scan (and getopt must not see null).
+  while (argc > 0 && getopt(argc, argv, "ab") != -1) {
+  }
+  g_calls.push_back("scanning");
+  return 0;
+}
+
+TEST_F(Runner, AnItemScanningItsOwnOptionsDoesNotDerailTheRunnersScan) {
+  static const tav::TestItem kScanning[] = {
+      {"zero", 1, item_rtc, "z"}, {"scan", 1, item_scanning, "s"}, {nullptr, 0, nullptr, nullptr}};
+  board().set_console("1\nq\n");
+  Outcome r = run([](int c, char** v) { return tav::run_tests(c, v, "tav_factory", kScanning); },
+                  {"tav_factory", "-m", "-c", "5"});
+  const std::string menu = "\t[0] z\n\t[1] s\n\t[h] 打印帮助信息\n\t[q] 退出测试\n\n请选择测试选项(默认值=0):";
+  EXPECT_EQ(r.out, menu + "1\n" + menu + "q\n退出测试\n");
+  EXPECT_EQ(g_calls, std::vector<std::string>({"scanning"}));
+  EXPECT_EQ(tav::repeat_count(), 5u);
+}
+
+TEST_F(Runner, KeyReaderSwitchesTheTerminalRawAndRestoresIt) {
+  struct termios before = {};
+  before.c_lflag = ICANON | ECHO | ISIG;
+  before.c_cc[VMIN] = 0;
+  ASSERT_EQ(sys::tcsetattr(0, TCSANOW, &before), 0);
+  board().set_console("ab\n");
+  board().clear_log();
+  char buf[4];
+  std::string out, err;
+  int n = 0;
+  tavtest::run_capture([&] { n = tav::read_key_line(buf, sizeof buf); }, &out, &err);
+  EXPECT_EQ(n, 2);
+  EXPECT_STREQ(buf, "ab");
+  EXPECT_EQ(out, "ab");
+  auto sets = board().log_of(sim::Call::Tcsetattr);
+  ASSERT_EQ(sets.size(), 2u);
+  struct termios raw, restored;
+  memcpy(&raw, sets[0].bytes.data(), sizeof raw);
+  memcpy(&restored, sets[1].bytes.data(), sizeof restored);
+  EXPECT_EQ(raw.c_lflag & (ICANON | ECHO), 0u);
+  EXPECT_EQ(raw.c_lflag & ISIG, static_cast<tcflag_t>(ISIG));
+  EXPECT_EQ(raw.c_cc[VMIN], 1);
+  EXPECT_EQ(memcmp(&restored, &before, sizeof before), 0);
+}
+
+}  // namespace
