@@ -1,5 +1,7 @@
 #include "factory/factory.h"
 #include "items/io/io_items.h"
+#include "items/storage/smart.h"
+#include "items/storage/storage_ctl.h"
 
 namespace tav {
 
@@ -10,6 +12,11 @@ const TestItem kFactoryItems[] = {
     {"cpld", 1, cpld_report, "CPLD信息"},
     {"alarm", 1, alarm_test, "报警输入输出测试"},
     {"buzzer", 1, buzzer_test, "蜂鸣器测试"},
+    {"sata_port", 1, sata_port, "SATA端口信息"},
+    {"disk_power", 2, disk_power, "硬盘上下电测试"},
+    {"harddisk_info_test", 2, harddisk_info_test, "硬盘信息与SMART"},
+    {"disk_unlock", 2, disk_unlock, "硬盘密码解锁测试"},
+    {"hdbuffer", 2, hdbuffer, "硬盘缓存设置"},
     {nullptr, 0, nullptr, nullptr},
 };
 

@@ -62,9 +62,12 @@ TEST_F(Factory, UnknownLinkNamesAndUnbuiltItemsAreRefused) {
 TEST_F(Factory, MenuRunAllRunsTheFlaggedItemsInTableOrder) {
   board().set_console("0\n");
   Outcome r = run(tav::factory_main, {"tav_factory", "-m"});
-  const std::string menu =
-      "\t[0] 看门狗复位测试\n\t[1] bootparam信息\n\t[2] CPLD信息\n\t[3] 报警输入输出测试\n\t[4] 蜂鸣器测试\n"
-      "\t[h] 打印帮助信息\n\t[q] 退出测试\n\n请选择测试选项(默认值=0):0\n";
+  std::string menu;
+  int index = 0;
+  for (const auto* row = tav::kFactoryItems; row->name != nullptr; ++row)
+    menu += "\t[" + std::to_string(index++) + "] " + row->description + "\n";
+  ASSERT_EQ(menu.rfind("\t[0] 看门狗复位测试\n\t[1] bootparam信息\n", 0), 0u);
+  menu += "\t[h] 打印帮助信息\n\t[q] 退出测试\n\n请选择测试选项(默认值=0):0\n";
   ASSERT_EQ(r.out.substr(0, menu.size()), menu);
   size_t boot = r.out.find("bootparam测试开始"), cpld = r.out.find("CPLD测试开始"),
          alarm = r.out.find("报警测试成功!");
