@@ -2,6 +2,10 @@
 
 #include <errno.h>
 
+#include "i2c.h"
+#include "mii.h"
+#include "spi.h"
+
 namespace sim {
 
 ssize_t MemDevice::pread(OpenFile&, void* buf, size_t n, off_t off) {
@@ -45,6 +49,9 @@ void* MemDevice::mmap(OpenFile& f, size_t len, int prot, int flags, off_t off, i
 std::unique_ptr<Board> make_default_board() {
   auto board = std::make_unique<Board>();
   board->add("/dev/mem", std::make_shared<MemDevice>(board->mem()));
+  add_i2c_devices(*board);
+  add_spi_devices(*board);
+  add_mii_devices(*board);
   return board;
 }
 
