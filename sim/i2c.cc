@@ -106,8 +106,10 @@ int I2cBus::ioctl(OpenFile& f, unsigned long request, void* arg) {
       log_message(f, m.addr, rd, nullptr, 0);
       return -ENXIO;
     }
-    if (rd) chip->read(m.buf, m.len);
-    else chip->write(m.buf, m.len);
+    if (rd)
+      chip->read(m.buf, m.len);
+    else
+      chip->write(m.buf, m.len);
     log_message(f, m.addr, rd, m.buf, m.len);
   }
   return static_cast<int>(rdwr->nmsgs);

@@ -55,7 +55,8 @@ int SpiDevice::transfer(OpenFile& f, tav::SpiIocTransfer* t) {
       if (dev & mark)
         put_field(data, regs_.count(reg) ? regs_[reg] : 0, s.data_width, s.data_order);
       else
-        regs_[reg] = static_cast<uint16_t>(get_field(tx.data() + s.dev_width + s.reg_width, s.data_width, s.data_order));
+        regs_[reg] =
+            static_cast<uint16_t>(get_field(tx.data() + s.dev_width + s.reg_width, s.data_width, s.data_order));
     }
   }
   if (t->rx_buf != 0) memcpy(reinterpret_cast<void*>(static_cast<uintptr_t>(t->rx_buf)), rx.data(), t->len);

@@ -13,10 +13,10 @@
 namespace sim {
 
 struct SpiFormat {
-  int dev_width = 1;   // the device field is little-endian when two wide
+  int dev_width = 1;  // the device field is little-endian when two wide
   int reg_width = 1;
   int data_width = 1;
-  int reg_order = 1;   // 0: high byte first; 1: low byte first
+  int reg_order = 1;  // 0: high byte first; 1: low byte first
   int data_order = 1;
 };
 

@@ -24,7 +24,8 @@ const char* const kWriteUsage[] = {
     "\t\t 0x1 0x56 0x0 0x28. default reg_width and data_width is 1. ",
 };
 constexpr const char* kDashes = "------------------------------------------------------------------------------------";
-constexpr const char* kRecvUsage = "usage: %s <i2c_num> <device_addr> <write_num> <write_value1> <write_value2>...<read_num>\n";
+constexpr const char* kRecvUsage =
+    "usage: %s <i2c_num> <device_addr> <write_num> <write_value1> <write_value2>...<read_num>\n";
 constexpr const char* kRecvSample = "\t\t%s 0x1 0x56 8 0x11 0x12 0x13 0x14 0x15 0x16 0x17 0x18 3\n";
 constexpr const char* kSendUsage = "usage: %s <i2c_num> <device_addr> <value1> <value2>...<value8>\n";
 constexpr const char* kSendSample = "\t\t%s 0x1 0x56 0x10 0x11. \n";
@@ -77,9 +78,15 @@ int i2c_read(int argc, char** argv) {
       return -1;
     }
     switch (i) {
-      case 1: a.bus = v; break;
-      case 2: a.dev = v >> 1; break;
-      case 3: a.reg = a.end_or_value = v; break;
+      case 1:
+        a.bus = v;
+        break;
+      case 2:
+        a.dev = v >> 1;
+        break;
+      case 3:
+        a.reg = a.end_or_value = v;
+        break;
       case 4:
         a.end_or_value = v;
         if (v < a.reg) {
@@ -101,8 +108,11 @@ int i2c_read(int argc, char** argv) {
         }
         a.data_width = a.step = v;
         break;
-      case 7: a.step = v; break;
-      default: break;
+      case 7:
+        a.step = v;
+        break;
+      default:
+        break;
     }
     if ((i == 6 || i == 7) && !(multiple_of(a.reg, a.step) && multiple_of(a.end_or_value, a.step))) {
       printf(kStepError);
@@ -159,10 +169,18 @@ int i2c_write(int argc, char** argv) {
       return -1;
     }
     switch (i) {
-      case 1: a.bus = v; break;
-      case 2: a.dev = v >> 1; break;
-      case 3: a.reg = v; break;
-      case 4: a.end_or_value = v; break;
+      case 1:
+        a.bus = v;
+        break;
+      case 2:
+        a.dev = v >> 1;
+        break;
+      case 3:
+        a.reg = v;
+        break;
+      case 4:
+        a.end_or_value = v;
+        break;
       case 5:
       case 6:
         if (v != 1 && v != 2) {
@@ -172,7 +190,8 @@ int i2c_write(int argc, char** argv) {
         }
         (i == 5 ? a.reg_width : a.data_width) = v;
         break;
-      default: break;
+      default:
+        break;
     }
   }
   printf("i2c_num:0x%x, dev_addr:0x%x; reg_addr:0x%x; data:0x%x; reg_width: %d; data_width: %d.\n", a.bus, a.dev << 1,

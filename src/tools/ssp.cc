@@ -47,7 +47,7 @@ struct SspArgs {
 
 // Parses every word given; false after the message and a usage.
 bool parse_args(int argc, char** argv, SspArgs* a, void (*usage)()) {
-  uint32_t* const fields[] = {&a->bus,       &a->csn,        &a->dev,        &a->reg,       &a->count_or_data,
+  uint32_t* const fields[] = {&a->bus,       &a->csn,       &a->dev,        &a->reg,       &a->count_or_data,
                               &a->dev_width, &a->reg_width, &a->data_width, &a->reg_order, &a->data_order};
   for (int i = 1; i < argc; ++i) {
     uint64_t v = 0;
@@ -60,7 +60,9 @@ bool parse_args(int argc, char** argv, SspArgs* a, void (*usage)()) {
     const char* complaint = nullptr;
     void (*complaint_usage)() = usage;
     if (i >= 6 && i <= 8 && v != 1 && v != 2) {
-      complaint = i == 6 ? "dev_width must be 1 or 2" : i == 7 ? "reg_width must be 1 or 2" : "data_width must be 1 or 2";
+      complaint = i == 6   ? "dev_width must be 1 or 2"
+                  : i == 7 ? "reg_width must be 1 or 2"
+                           : "data_width must be 1 or 2";
     } else if (i >= 9 && v > 1) {
       complaint = i == 9 ? "reg_order must be 1 or 0" : "data_order must be 1 or 0";
       // The read tool has always shown the write usage here.
@@ -173,8 +175,7 @@ int ssp_write(int argc, char** argv) {
   printf(
       "spi_num:%u, csn:%u\ndev_addr:0x%04x, reg_addr:0x%04x, data:0x%04x, dev_width:%d, reg_width:%d, "
       "data_width:%d, reg_order: %d, data_order: %d\n",
-      a.bus, a.csn, a.dev, a.reg, a.count_or_data, a.dev_width, a.reg_width, a.data_width, a.reg_order,
-      a.data_order);
+      a.bus, a.csn, a.dev, a.reg, a.count_or_data, a.dev_width, a.reg_width, a.data_width, a.reg_order, a.data_order);
   int fd = open_device(a);
   if (fd < 0) return -1;
   uint8_t frame[16];

@@ -40,8 +40,10 @@ class BusProcess : public ::testing::Test {
     EXPECT_EQ(::symlink(exe, link.c_str()), 0);
     std::string emulator = TAV_EMULATOR;
     std::vector<std::string> words;
-    if (emulator.empty()) words = {name};
-    else words = {emulator, "-0", name, link};
+    if (emulator.empty())
+      words = {name};
+    else
+      words = {emulator, "-0", name, link};
     const std::string path = emulator.empty() ? link : emulator;
     words.insert(words.end(), args.begin(), args.end());
     std::vector<char*> argv;
@@ -83,19 +85,29 @@ struct Case {
 
 TEST_F(BusProcess, ToolsRunOnTheSimulatedBoardUnderTheirLinkNames) {
   const Case cases[] = {
-      {"i2c_read", {"1", "0xA0", "0x0", "0x3"}, 0,
+      {"i2c_read",
+       {"1", "0xA0", "0x0", "0x3"},
+       0,
        "\ni2c_num:0x1, dev_addr:0xa0; reg_addr:0x0; reg_addr_end:0x3; reg_width: 1; data_width: 1. \n\n"
        "0x0: 0x7\n0x1: 0x24\n0x2: 0x41\n0x3: 0x5e\n[END]\n"},
-      {"i2c_read", {"1", "0x56", "0x100", "0x100", "2", "2"}, 0,
+      {"i2c_read",
+       {"1", "0x56", "0x100", "0x100", "2", "2"},
+       0,
        "\ni2c_num:0x1, dev_addr:0x56; reg_addr:0x100; reg_addr_end:0x100; reg_width: 2; data_width: 2. \n\n"
        "0x100: 0x724\n[END]\n"},
-      {"i2c_send", {"1", "0x20", "1"}, 0,
+      {"i2c_send",
+       {"1", "0x20", "1"},
+       0,
        "\ndev_addr:0x20, value:0x01-0x00-0x00-0x00-0x00-0x00-0x00-0x00\nI2C_WRITE error!\n\ndo errro\n[END]\n"},
-      {"hier", {"0", "0xA0", "0x41", "2"}, 0,
+      {"hier",
+       {"0", "0xA0", "0x41", "2"},
+       0,
        "\n====I2C read:<0xa0> <0x41> <0x2>====\r\n00000:  64 81" + std::string(42, ' ') +
            "  |d.              |\n[END]\n"},
       {"himii.r", {"eth0", "1", "2"}, 0, "\nifname eth0 phyaddr 1 reg 2 reading ...\nregvalue 0x123\n[END]\n"},
-      {"himii.w", {"eth0", "1", "0"}, 255,
+      {"himii.w",
+       {"eth0", "1", "0"},
+       255,
        "\nusage: himii.w ifname register regvalue . sample: himii.w eth0 0 0x7509\n"
        " exit:0XFFFFFFFFFFFFFFFF.{tools/mii.cc:94}\n[END]\n"},
   };
@@ -112,13 +124,19 @@ TEST_F(BusProcess, LinuxBuildReachesTheMappedNodes) {
   // A plain file answers no I2C request: the address is refused, and the
   // vendor node's silent reads show as zeros.
   const Case cases[] = {
-      {"i2c_write", {"0", "0xA0", "0x10", "0x5"}, 0,
+      {"i2c_write",
+       {"0", "0xA0", "0x10", "0x5"},
+       0,
        "\ni2c_num:0x0, dev_addr:0xa0; reg_addr:0x10; data:0x5; reg_width: 1; data_width: 1.\n"
        "set i2c device address error!\n\ndo errro\n[END]\n"},
-      {"hier", {"0", "0xA0", "0x10", "2"}, 0,
+      {"hier",
+       {"0", "0xA0", "0x10", "2"},
+       0,
        "\n====I2C read:<0xa0> <0x10> <0x2>====\r\n00000:  00 00" + std::string(42, ' ') +
            "  |..              |\n[END]\n"},
-      {"i2c_read", {"2", "0xA0", "0x10"}, 0,
+      {"i2c_read",
+       {"2", "0xA0", "0x10"},
+       0,
        "\ni2c_num:0x2, dev_addr:0xa0; reg_addr:0x10; reg_addr_end:0x10; reg_width: 1; data_width: 1. \n\n"
        "Open /dev/i2c-2 error!\n\ndo errro\n[END]\n"},
   };

@@ -19,9 +19,9 @@ struct Scenario {
 };
 
 const char* const kFailureTexts[] = {
-    "Open /dev/",      "CMD_SET_I2C_SLAVE error!", "CMD_I2C_READ error!", "set i2c device address error!",
-    "i2c write error!", "Open i2c dev error!",     "CMD_SET_DEV error!",  "I2C RDWR err",
-    "I2C_WRITE error!", "creat socket failed",     "get phy address error", "ioctl SIOCGMIIREG failed",
+    "Open /dev/",         "CMD_SET_I2C_SLAVE error!", "CMD_I2C_READ error!",   "set i2c device address error!",
+    "i2c write error!",   "Open i2c dev error!",      "CMD_SET_DEV error!",    "I2C RDWR err",
+    "I2C_WRITE error!",   "creat socket failed",      "get phy address error", "ioctl SIOCGMIIREG failed",
     "set spi mode fail!", "SPI_IOC_MESSAGE error ",
 };
 

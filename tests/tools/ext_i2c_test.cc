@@ -1,9 +1,10 @@
 // hier and hiew through the vendor I2C node on the simulated board.
+#include "tools/ext_i2c.h"
+
 #include <gtest/gtest.h>
 
 #include "harness.h"
 #include "sim/i2c.h"
-#include "tools/ext_i2c.h"
 #include "tools/tools.h"
 
 namespace {
@@ -34,7 +35,8 @@ TEST_F(ExtI2cTools, HierReadsOneRegisterPerRequestAndDumpsThem) {
   EXPECT_EQ(r.out,
             "====I2C read:<0xa0> <0x41> <0x3>====\r\n"
             "00000:  41 42 43                                         |ABC             |\n");
-  EXPECT_EQ(wire(r), (std::vector<Bytes>{{0xA0, 0x41, 0xA1, 0x41}, {0xA0, 0x42, 0xA1, 0x42}, {0xA0, 0x43, 0xA1, 0x43}}));
+  EXPECT_EQ(wire(r),
+            (std::vector<Bytes>{{0xA0, 0x41, 0xA1, 0x41}, {0xA0, 0x42, 0xA1, 0x42}, {0xA0, 0x43, 0xA1, 0x43}}));
   for (const auto& q : r.requests) {
     if (q.call == sim::Call::Ioctl) {
       EXPECT_EQ(q.request, tav::EXT_I2C_READ);
@@ -89,8 +91,11 @@ TEST_F(ExtI2cTools, ArgumentErrors) {
     std::vector<std::string> words;
     std::string out;
   } cases[] = {
-      {tav::hier, {"hier", "0", "0xA0"}, "usage: hier <device address> <register address> <len>. sample: 0xA0 0x10 0x40\n"},
-      {tav::hiew, {"/bin/hiew", "0", "0xA0", "0x10"},
+      {tav::hier,
+       {"hier", "0", "0xA0"},
+       "usage: hier <device address> <register address> <len>. sample: 0xA0 0x10 0x40\n"},
+      {tav::hiew,
+       {"/bin/hiew", "0", "0xA0", "0x10"},
        "usage: /bin/hiew <device address> <register address> <value>. sample: 0xA0 0x10 0x40\n"},
       {tav::hier, {"hier", "p", "0xA0", "0"}, "Please input i2c port like 0x100 or 256.\r\n"},
       {tav::hier, {"hier", "0", "0xA0k", "0"}, "Please input dev addr like 0x100 or 256.\r\n"},

@@ -58,46 +58,73 @@ struct WireCase {
 TEST_F(I2cTools, EveryWidthPutsItsBytesOnTheWireAndPrintsTheValues) {
   const WireCase cases[] = {
       // An odd 8-bit address is shifted to 7 bits and printed even.
-      {tav::i2c_read, {"i2c_read", "1", "0xA1", "0x3"}, {{0xA0, 0x03, 0xA1, 0xFC}},
+      {tav::i2c_read,
+       {"i2c_read", "1", "0xA1", "0x3"},
+       {{0xA0, 0x03, 0xA1, 0xFC}},
        "i2c_num:0x1, dev_addr:0xa0; reg_addr:0x3; reg_addr_end:0x3; reg_width: 1; data_width: 1. \n\n0x3: 0xfc\n"},
       // A data width of 2 walks two registers at a time.
-      {tav::i2c_read, {"i2c_read", "1", "0x56", "0x0", "0x4", "2", "2"},
-       {{0x56, 0x00, 0x00, 0x57, 0x12, 0x34}, {0x56, 0x00, 0x02, 0x57, 0x56, 0x78}, {0x56, 0x00, 0x04, 0x57, 0x9A, 0xBC}},
+      {tav::i2c_read,
+       {"i2c_read", "1", "0x56", "0x0", "0x4", "2", "2"},
+       {{0x56, 0x00, 0x00, 0x57, 0x12, 0x34},
+        {0x56, 0x00, 0x02, 0x57, 0x56, 0x78},
+        {0x56, 0x00, 0x04, 0x57, 0x9A, 0xBC}},
        "i2c_num:0x1, dev_addr:0x56; reg_addr:0x0; reg_addr_end:0x4; reg_width: 2; data_width: 2. \n\n"
        "0x0: 0x1234\n0x2: 0x5678\n0x4: 0x9abc\n"},
-      {tav::i2c_read, {"i2c_read", "1", "0x56", "0x100", "0x101", "2", "1"},
+      {tav::i2c_read,
+       {"i2c_read", "1", "0x56", "0x100", "0x101", "2", "1"},
        {{0x56, 0x01, 0x00, 0x57, 0x11}, {0x56, 0x01, 0x01, 0x57, 0x22}},
        "i2c_num:0x1, dev_addr:0x56; reg_addr:0x100; reg_addr_end:0x101; reg_width: 2; data_width: 1. \n\n"
        "0x100: 0x11\n0x101: 0x22\n"},
-      {tav::i2c_read, {"i2c_read", "1", "0xA0", "0x10", "0x10", "1", "2"}, {{0xA0, 0x10, 0xA1, 0xEF, 0xEE}},
+      {tav::i2c_read,
+       {"i2c_read", "1", "0xA0", "0x10", "0x10", "1", "2"},
+       {{0xA0, 0x10, 0xA1, 0xEF, 0xEE}},
        "i2c_num:0x1, dev_addr:0xa0; reg_addr:0x10; reg_addr_end:0x10; reg_width: 1; data_width: 2. \n\n0x10: 0xefee\n"},
       // An explicit step replaces the one the data width gave.
-      {tav::i2c_read, {"i2c_read", "1", "0xA0", "0x0", "0x8", "1", "2", "4"},
+      {tav::i2c_read,
+       {"i2c_read", "1", "0xA0", "0x0", "0x8", "1", "2", "4"},
        {{0xA0, 0x00, 0xA1, 0xFF, 0xFE}, {0xA0, 0x04, 0xA1, 0xFB, 0xFA}, {0xA0, 0x08, 0xA1, 0xF7, 0xF6}},
        "i2c_num:0x1, dev_addr:0xa0; reg_addr:0x0; reg_addr_end:0x8; reg_width: 1; data_width: 2. \n\n"
        "0x0: 0xfffe\n0x4: 0xfbfa\n0x8: 0xf7f6\n"},
       // A zero step is allowed only at register 0, which is read once.
-      {tav::i2c_read, {"i2c_read", "1", "0xA0", "0", "0", "1", "1", "0"}, {{0xA0, 0x00, 0xA1, 0xFF}},
+      {tav::i2c_read,
+       {"i2c_read", "1", "0xA0", "0", "0", "1", "1", "0"},
+       {{0xA0, 0x00, 0xA1, 0xFF}},
        "i2c_num:0x1, dev_addr:0xa0; reg_addr:0x0; reg_addr_end:0x0; reg_width: 1; data_width: 1. \n\n0x0: 0xff\n"},
-      {tav::i2c_write, {"i2c_write", "1", "0x56", "0x10", "0x1234", "2", "2"}, {{0x56, 0x00, 0x10, 0x12, 0x34}},
+      {tav::i2c_write,
+       {"i2c_write", "1", "0x56", "0x10", "0x1234", "2", "2"},
+       {{0x56, 0x00, 0x10, 0x12, 0x34}},
        "i2c_num:0x1, dev_addr:0x56; reg_addr:0x10; data:0x1234; reg_width: 2; data_width: 2.\n"},
-      {tav::i2c_write, {"i2c_write", "1", "0x56", "0x1ff", "0x1AB", "2", "1"}, {{0x56, 0x01, 0xFF, 0xAB}},
+      {tav::i2c_write,
+       {"i2c_write", "1", "0x56", "0x1ff", "0x1AB", "2", "1"},
+       {{0x56, 0x01, 0xFF, 0xAB}},
        "i2c_num:0x1, dev_addr:0x56; reg_addr:0x1ff; data:0x1ab; reg_width: 2; data_width: 1.\n"},
-      {tav::i2c_write, {"i2c_write", "1", "0xA1", "0x7", "0xBEEF", "1", "2"}, {{0xA0, 0x07, 0xBE, 0xEF}},
+      {tav::i2c_write,
+       {"i2c_write", "1", "0xA1", "0x7", "0xBEEF", "1", "2"},
+       {{0xA0, 0x07, 0xBE, 0xEF}},
        "i2c_num:0x1, dev_addr:0xa0; reg_addr:0x7; data:0xbeef; reg_width: 1; data_width: 2.\n"},
-      {tav::i2c_write, {"i2c_write", "1", "0xA0", "0x110", "0x1234", "1", "1", "junk?"}, {},
+      {tav::i2c_write,
+       {"i2c_write", "1", "0xA0", "0x110", "0x1234", "1", "1", "junk?"},
+       {},
        kReadUsage},  // words past the sixth must still be numbers
-      {tav::i2c_write, {"i2c_write", "1", "0xA0", "0x110", "0x1234"}, {{0xA0, 0x10, 0x34}},
+      {tav::i2c_write,
+       {"i2c_write", "1", "0xA0", "0x110", "0x1234"},
+       {{0xA0, 0x10, 0x34}},
        "i2c_num:0x1, dev_addr:0xa0; reg_addr:0x110; data:0x1234; reg_width: 1; data_width: 1.\n"},
-      {tav::i2c_recv, {"i2c_recv", "1", "0x2b", "2", "0x00", "0x04", "3"}, {{0x56, 0x00, 0x04, 0x57, 0x9A, 0xBC, 0xDE}},
+      {tav::i2c_recv,
+       {"i2c_recv", "1", "0x2b", "2", "0x00", "0x04", "3"},
+       {{0x56, 0x00, 0x04, 0x57, 0x9A, 0xBC, 0xDE}},
        "-------------i2c_num: 0x1\n"
        "i2c_num:0x1, dev_addr:0x2b; write_num:0x 2; write_value: 0x00-0x04-0x00-0x00-0x00-0x00-0x00-0x00\n"
        "read_num:0x 3 \n\nread_value[0] = 0x9a\nread_value[1] = 0xbc\nread_value[2] = 0xde\n"},
-      {tav::i2c_recv, {"i2c_recv", "1", "0x50", "1", "0x30", "1"}, {{0xA0, 0x30, 0xA1, 0xCF}},
+      {tav::i2c_recv,
+       {"i2c_recv", "1", "0x50", "1", "0x30", "1"},
+       {{0xA0, 0x30, 0xA1, 0xCF}},
        "-------------i2c_num: 0x1\n"
        "i2c_num:0x1, dev_addr:0x50; write_num:0x 1; write_value: 0x30-0x00-0x00-0x00-0x00-0x00-0x00-0x00\n"
        "read_num:0x 1 \n\nread_value[0] = 0xcf\n"},
-      {tav::i2c_send, {"i2c_send", "1", "0x150", "0x20", "0x1AA", "0xBB"}, {{0xA0, 0x20, 0xAA, 0xBB}},
+      {tav::i2c_send,
+       {"i2c_send", "1", "0x150", "0x20", "0x1AA", "0xBB"},
+       {{0xA0, 0x20, 0xAA, 0xBB}},
        "dev_addr:0x50, value:0x20-0xaa-0xbb-0x00-0x00-0x00-0x00-0x00\n"},
   };
   for (const auto& c : cases) {
@@ -129,9 +156,12 @@ struct TextCase {
 };
 
 TEST_F(I2cTools, ArgumentErrorsPrintTheirMessagesAndTouchNoBus) {
-  const std::string recv_usage = "usage: i2c_recv <i2c_num> <device_addr> <write_num> <write_value1> "
-                                 "<write_value2>...<read_num>\n" + kDashes + "\n"
-                                 "\t\ti2c_recv 0x1 0x56 8 0x11 0x12 0x13 0x14 0x15 0x16 0x17 0x18 3\n";
+  const std::string recv_usage =
+      "usage: i2c_recv <i2c_num> <device_addr> <write_num> <write_value1> "
+      "<write_value2>...<read_num>\n" +
+      kDashes +
+      "\n"
+      "\t\ti2c_recv 0x1 0x56 8 0x11 0x12 0x13 0x14 0x15 0x16 0x17 0x18 3\n";
   const std::string send_usage = "usage: i2c_send <i2c_num> <device_addr> <value1> <value2>...<value8>\n" + kDashes +
                                  "\n\t\ti2c_send 0x1 0x56 0x10 0x11. \n";
   const TextCase cases[] = {
@@ -141,18 +171,28 @@ TEST_F(I2cTools, ArgumentErrorsPrintTheirMessagesAndTouchNoBus) {
       {tav::i2c_read, {"i2c_read", "1", "0x56", "0x10", "0xf"}, "reg_addr_end < reg_addr error!\n", -1},
       {tav::i2c_read, {"i2c_read", "1", "0x56", "0x0", "0x10", "3"}, "reg_width must be 1 or 2\n", -1},
       {tav::i2c_read, {"i2c_read", "1", "0x56", "0x0", "0x10", "1", "0"}, "data_width must be 1 or 2\n", -1},
-      {tav::i2c_read, {"i2c_read", "1", "0x56", "0x1", "0x10", "2", "2"},
-       "((reg_addr or reg_addr_end) % reg_step) != 0, error!\n", -1},
-      {tav::i2c_read, {"i2c_read", "1", "0x56", "0x0", "0x11", "2", "2"},
-       "((reg_addr or reg_addr_end) % reg_step) != 0, error!\n", -1},
-      {tav::i2c_read, {"i2c_read", "1", "0x56", "0x0", "0x5", "1", "1", "4"},
-       "((reg_addr or reg_addr_end) % reg_step) != 0, error!\n", -1},
-      {tav::i2c_read, {"i2c_read", "1", "0x56", "0x0", "0x5", "1", "1", "0"},
-       "((reg_addr or reg_addr_end) % reg_step) != 0, error!\n", -1},
+      {tav::i2c_read,
+       {"i2c_read", "1", "0x56", "0x1", "0x10", "2", "2"},
+       "((reg_addr or reg_addr_end) % reg_step) != 0, error!\n",
+       -1},
+      {tav::i2c_read,
+       {"i2c_read", "1", "0x56", "0x0", "0x11", "2", "2"},
+       "((reg_addr or reg_addr_end) % reg_step) != 0, error!\n",
+       -1},
+      {tav::i2c_read,
+       {"i2c_read", "1", "0x56", "0x0", "0x5", "1", "1", "4"},
+       "((reg_addr or reg_addr_end) % reg_step) != 0, error!\n",
+       -1},
+      {tav::i2c_read,
+       {"i2c_read", "1", "0x56", "0x0", "0x5", "1", "1", "0"},
+       "((reg_addr or reg_addr_end) % reg_step) != 0, error!\n",
+       -1},
       {tav::i2c_write, {"i2c_write", "1", "0x56", "0x0"}, kWriteUsage, -1},
       {tav::i2c_write, {"i2c_write", "1", "0x56", "0x0", "zz"}, kReadUsage, -1},
       {tav::i2c_write, {"i2c_write", "1", "0x56", "0x0", "1", "0"}, "reg_width must be 1 or 2\n" + kReadUsage, -1},
-      {tav::i2c_write, {"i2c_write", "1", "0x56", "0x0", "1", "2", "4"}, "data_width must be 1 or 2\n" + kReadUsage,
+      {tav::i2c_write,
+       {"i2c_write", "1", "0x56", "0x0", "1", "2", "4"},
+       "data_width must be 1 or 2\n" + kReadUsage,
        -1},
       {tav::i2c_recv, {"i2c_recv", "1", "0x56", "0"}, recv_usage, -1},
       {tav::i2c_recv, {"i2c_recv", "x1", "0x56", "0", "0"}, "", 0},
@@ -161,8 +201,10 @@ TEST_F(I2cTools, ArgumentErrorsPrintTheirMessagesAndTouchNoBus) {
       {tav::i2c_recv, {"i2c_recv", "1", "0x2b", "9", "0"}, "-------------i2c_num: 0x1\nwrite_num:9, too big\n", 0},
       {tav::i2c_recv, {"i2c_recv", "1", "0x2b", "2", "1", "z", "1"}, "-------------i2c_num: 0x1\n", 0},
       {tav::i2c_recv, {"i2c_recv", "1", "0x2b", "1", "1", "9"}, "-------------i2c_num: 0x1\nread_num:9, too big\n", 0},
-      {tav::i2c_recv, {"i2c_recv", "1", "0x2b", "3", "1", "2"},
-       "-------------i2c_num: 0x1\nwrite_num:3, but read_num is missing\n", -1},
+      {tav::i2c_recv,
+       {"i2c_recv", "1", "0x2b", "3", "1", "2"},
+       "-------------i2c_num: 0x1\nwrite_num:3, but read_num is missing\n",
+       -1},
       {tav::i2c_send, {"i2c_send", "1", "0x56"}, send_usage, -1},
       {tav::i2c_send, {"i2c_send", "1", "0x56", "1", "2", "3", "4", "5", "6", "7", "8", "9"}, send_usage, -1},
       {tav::i2c_send, {"i2c_send", "one", "0x56", "1"}, "", 0},
@@ -182,32 +224,50 @@ TEST_F(I2cTools, ArgumentErrorsPrintTheirMessagesAndTouchNoBus) {
 TEST_F(I2cTools, BusFailuresAreReportedAndTheNodeClosed) {
   board().remove("/dev/i2c-0");
   const TextCase cases[] = {
-      {tav::i2c_read, {"i2c_read", "0", "0xA0", "0"},
+      {tav::i2c_read,
+       {"i2c_read", "0", "0xA0", "0"},
        "i2c_num:0x0, dev_addr:0xa0; reg_addr:0x0; reg_addr_end:0x0; reg_width: 1; data_width: 1. \n\n"
-       "Open /dev/i2c-0 error!\n", -1},
-      {tav::i2c_read, {"i2c_read", "1", "0x100", "0"},
+       "Open /dev/i2c-0 error!\n",
+       -1},
+      {tav::i2c_read,
+       {"i2c_read", "1", "0x100", "0"},
        "i2c_num:0x1, dev_addr:0x100; reg_addr:0x0; reg_addr_end:0x0; reg_width: 1; data_width: 1. \n\n"
-       "CMD_SET_I2C_SLAVE error!\n", -1},
-      {tav::i2c_read, {"i2c_read", "1", "0x40", "0"},  // nobody answers at 0x20
+       "CMD_SET_I2C_SLAVE error!\n",
+       -1},
+      {tav::i2c_read,
+       {"i2c_read", "1", "0x40", "0"},  // nobody answers at 0x20
        "i2c_num:0x1, dev_addr:0x40; reg_addr:0x0; reg_addr_end:0x0; reg_width: 1; data_width: 1. \n\n"
-       "CMD_I2C_READ error!\n", -1},
-      {tav::i2c_write, {"i2c_write", "0", "0xA0", "0", "1"},
-       "i2c_num:0x0, dev_addr:0xa0; reg_addr:0x0; data:0x1; reg_width: 1; data_width: 1.\nOpen /dev/i2c-0 error!\n", -1},
-      {tav::i2c_write, {"i2c_write", "1", "0x100", "0", "1"},
+       "CMD_I2C_READ error!\n",
+       -1},
+      {tav::i2c_write,
+       {"i2c_write", "0", "0xA0", "0", "1"},
+       "i2c_num:0x0, dev_addr:0xa0; reg_addr:0x0; data:0x1; reg_width: 1; data_width: 1.\nOpen /dev/i2c-0 error!\n",
+       -1},
+      {tav::i2c_write,
+       {"i2c_write", "1", "0x100", "0", "1"},
        "i2c_num:0x1, dev_addr:0x100; reg_addr:0x0; data:0x1; reg_width: 1; data_width: 1.\n"
-       "set i2c device address error!\n", -1},
-      {tav::i2c_write, {"i2c_write", "1", "0x40", "0", "1"},
-       "i2c_num:0x1, dev_addr:0x40; reg_addr:0x0; data:0x1; reg_width: 1; data_width: 1.\ni2c write error!\n", -1},
+       "set i2c device address error!\n",
+       -1},
+      {tav::i2c_write,
+       {"i2c_write", "1", "0x40", "0", "1"},
+       "i2c_num:0x1, dev_addr:0x40; reg_addr:0x0; data:0x1; reg_width: 1; data_width: 1.\ni2c write error!\n",
+       -1},
       {tav::i2c_recv, {"i2c_recv", "0", "0x50", "0", "1"}, "-------------i2c_num: 0x0\nOpen i2c dev error!\n", -1},
-      {tav::i2c_recv, {"i2c_recv", "1", "0x80", "0", "1"},
+      {tav::i2c_recv,
+       {"i2c_recv", "1", "0x80", "0", "1"},
        "-------------i2c_num: 0x1\ni2c_num:0x1, dev_addr:0x80; write_num:0x 0; write_value: "
-       "0x00-0x00-0x00-0x00-0x00-0x00-0x00-0x00\nread_num:0x 1 \n\nCMD_SET_DEV error!\n", -1},
-      {tav::i2c_recv, {"i2c_recv", "1", "0x20", "0", "1"},
+       "0x00-0x00-0x00-0x00-0x00-0x00-0x00-0x00\nread_num:0x 1 \n\nCMD_SET_DEV error!\n",
+       -1},
+      {tav::i2c_recv,
+       {"i2c_recv", "1", "0x20", "0", "1"},
        "-------------i2c_num: 0x1\ni2c_num:0x1, dev_addr:0x20; write_num:0x 0; write_value: "
-       "0x00-0x00-0x00-0x00-0x00-0x00-0x00-0x00\nread_num:0x 1 \n\nI2C RDWR err\n", -1},
+       "0x00-0x00-0x00-0x00-0x00-0x00-0x00-0x00\nread_num:0x 1 \n\nI2C RDWR err\n",
+       -1},
       {tav::i2c_send, {"i2c_send", "0", "0x50", "1"}, "Open i2c dev error!\n", -1},
-      {tav::i2c_send, {"i2c_send", "1", "0x20", "1"},
-       "dev_addr:0x20, value:0x01-0x00-0x00-0x00-0x00-0x00-0x00-0x00\nI2C_WRITE error!\n", -1},
+      {tav::i2c_send,
+       {"i2c_send", "1", "0x20", "1"},
+       "dev_addr:0x20, value:0x01-0x00-0x00-0x00-0x00-0x00-0x00-0x00\nI2C_WRITE error!\n",
+       -1},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.words[0] + " " + c.words[1] + " " + c.words[2]);

@@ -11,9 +11,7 @@ namespace {
 using Bytes = std::vector<uint8_t>;
 using tavtest::Outcome;
 
-std::string report(int line) {
-  return " exit:0XFFFFFFFFFFFFFFFF.{tools/mii.cc:" + std::to_string(line) + "}\n[END]\n";
-}
+std::string report(int line) { return " exit:0XFFFFFFFFFFFFFFFF.{tools/mii.cc:" + std::to_string(line) + "}\n[END]\n"; }
 
 class MiiTools : public tavtest::BoardTest {
  protected:
@@ -41,11 +39,15 @@ TEST_F(MiiTools, ReadUsesThePhyAddressGiven) {
     Bytes frame;
   } cases[] = {
       {{"himii.r", "eth0", "1", "4"}, "ifname eth0 phyaddr 1 reg 4 reading ...\nregvalue 0x1e1\n", {1, 4, 0x01, 0xE1}},
-      {{"himii.r", "eth0", "0x1", "0x2"}, "ifname eth0 phyaddr 1 reg 2 reading ...\nregvalue 0x123\n", {1, 2, 0x01, 0x23}},
+      {{"himii.r", "eth0", "0x1", "0x2"},
+       "ifname eth0 phyaddr 1 reg 2 reading ...\nregvalue 0x123\n",
+       {1, 2, 0x01, 0x23}},
       // No PHY answers at 3: the bus reads all ones.
       {{"himii.r", "eth0", "3", "1"}, "ifname eth0 phyaddr 3 reg 1 reading ...\nregvalue 0xffff\n", {3, 1, 0xFF, 0xFF}},
       // Words that are not numbers leave the fields at 0.
-      {{"himii.r", "wan1", "zz", "12k"}, "ifname wan1 phyaddr 0 reg 0 reading ...\nregvalue 0xffff\n", {0, 0, 0xFF, 0xFF}},
+      {{"himii.r", "wan1", "zz", "12k"},
+       "ifname wan1 phyaddr 0 reg 0 reading ...\nregvalue 0xffff\n",
+       {0, 0, 0xFF, 0xFF}},
   };
   for (const auto& c : cases) {
     Outcome r = run(tav::himii_r, c.words);
@@ -82,9 +84,13 @@ TEST_F(MiiTools, FailuresReturnWithTheirMessages) {
   } cases[] = {
       {tav::himii_r, {"himii.r", "eth9", "1", "1"}, 0, "get phy address error\n"},
       {tav::himii_w, {"himii.w", "eth9", "1", "1", "1"}, 0, "get phy address error\n"},
-      {tav::himii_r, {"himii.r", "eth0", "1", "1"}, tav::SIOC_GMIIREG,
+      {tav::himii_r,
+       {"himii.r", "eth0", "1", "1"},
+       tav::SIOC_GMIIREG,
        "ifname eth0 phyaddr 1 reg 1 reading ...\nioctl SIOCGMIIREG failed\n"},
-      {tav::himii_w, {"himii.w", "eth0", "1", "1", "1"}, tav::SIOC_SMIIREG,
+      {tav::himii_w,
+       {"himii.w", "eth0", "1", "1", "1"},
+       tav::SIOC_SMIIREG,
        "ifname eth0 phyaddr 1 reg 1 value 0x1 writting ...\nioctl SIOCGMIIREG failed\n"},
       // Names that cannot be an interface's end the run without a word.
       {tav::himii_r, {"himii.r", "", "1", "1"}, 0, ""},
@@ -111,11 +117,17 @@ TEST_F(MiiTools, UsageAndSocketFailuresEndTheProcess) {
     bool socket_fails;
     std::string out;
   } cases[] = {
-      {tav::himii_r, {"himii.r", "eth0", "1"}, false,
+      {tav::himii_r,
+       {"himii.r", "eth0", "1"},
+       false,
        "usage: himii.r ifname register . sample: himii.r eth0 1\n" + report(39)},
-      {tav::himii_r, {"himii.r", "eth0", "1", "2", "3"}, false,
+      {tav::himii_r,
+       {"himii.r", "eth0", "1", "2", "3"},
+       false,
        "usage: himii.r ifname register . sample: himii.r eth0 1\n" + report(39)},
-      {tav::himii_w, {"himii.w", "eth0", "1", "2"}, false,
+      {tav::himii_w,
+       {"himii.w", "eth0", "1", "2"},
+       false,
        "usage: himii.w ifname register regvalue . sample: himii.w eth0 0 0x7509\n" + report(94)},
       {tav::himii_r, {"himii.r", "eth0", "1", "2"}, true, "creat socket failed\n" + report(48)},
       {tav::himii_w, {"himii.w", "eth0", "1", "2", "3"}, true, "creat socket failed\n" + report(102)},

@@ -58,19 +58,24 @@ TEST_F(SspTools, WriteFramesForEveryWidthAndOrder) {
     Bytes frame;
     std::string summary;
   } cases[] = {
-      {{"0x2", "0x10", "0x1234", "1", "2", "2", "0", "0"}, {0x02, 0x00, 0x10, 0x12, 0x34},
+      {{"0x2", "0x10", "0x1234", "1", "2", "2", "0", "0"},
+       {0x02, 0x00, 0x10, 0x12, 0x34},
        "dev_addr:0x0002, reg_addr:0x0010, data:0x1234, dev_width:1, reg_width:2, data_width:2, reg_order: 0, "
        "data_order: 0\n"},
-      {{"0x2", "0x10", "0x1234", "1", "2", "2", "1", "1"}, {0x02, 0x10, 0x00, 0x34, 0x12},
+      {{"0x2", "0x10", "0x1234", "1", "2", "2", "1", "1"},
+       {0x02, 0x10, 0x00, 0x34, 0x12},
        "dev_addr:0x0002, reg_addr:0x0010, data:0x1234, dev_width:1, reg_width:2, data_width:2, reg_order: 1, "
        "data_order: 1\n"},
-      {{"0x102", "0x310", "0x65"}, {0x02, 0x10, 0x65},
+      {{"0x102", "0x310", "0x65"},
+       {0x02, 0x10, 0x65},
        "dev_addr:0x0102, reg_addr:0x0310, data:0x0065, dev_width:1, reg_width:1, data_width:1, reg_order: 1, "
        "data_order: 1\n"},
-      {{"0x1234", "0x5", "0xABCD", "2", "1", "2", "1", "0"}, {0x34, 0x12, 0x05, 0xAB, 0xCD},
+      {{"0x1234", "0x5", "0xABCD", "2", "1", "2", "1", "0"},
+       {0x34, 0x12, 0x05, 0xAB, 0xCD},
        "dev_addr:0x1234, reg_addr:0x0005, data:0xabcd, dev_width:2, reg_width:1, data_width:2, reg_order: 1, "
        "data_order: 0\n"},
-      {{"0x2", "0x1234", "0x56", "2", "2", "1", "0", "1", "0x99"}, {0x02, 0x00, 0x12, 0x34, 0x56},
+      {{"0x2", "0x1234", "0x56", "2", "2", "1", "0", "1", "0x99"},
+       {0x02, 0x00, 0x12, 0x34, 0x56},
        "dev_addr:0x0002, reg_addr:0x1234, data:0x0056, dev_width:2, reg_width:2, data_width:1, reg_order: 0, "
        "data_order: 1\n"},
   };
@@ -137,8 +142,9 @@ TEST_F(SspTools, ReadMarksTheDeviceAndTakesTheDataByItsOrder) {
 
 TEST_F(SspTools, ReadRowsAreHeadedByTheIndexWithinTheRun) {
   Outcome r = run(tav::ssp_read, {"ssp_read", "0", "0", "2", "0x8", "0x12"});
-  std::string want = "spi_num:0, csn:0\ndev_addr:0x0002, reg_addr:0x0008, num_reg:18, dev_width:1, reg_width:1, "
-                     "data_width:1, reg_order: 1, data_order: 1\n====reg_addr:0x0008====\n0x0000:  ";
+  std::string want =
+      "spi_num:0, csn:0\ndev_addr:0x0002, reg_addr:0x0008, num_reg:18, dev_width:1, reg_width:1, "
+      "data_width:1, reg_order: 1, data_order: 1\n====reg_addr:0x0008====\n0x0000:  ";
   for (int i = 0; i < 18; ++i) {
     if (i == 16) want += "\n0x0010:  ";
     char v[16];
@@ -170,13 +176,18 @@ TEST_F(SspTools, ArgumentErrors) {
       {tav::ssp_write, {"ssp_write", "0", "0", "2", "0", "1k"}, kWriteUsage},
       {tav::ssp_read, {"ssp_read", "0", "0", "2", "0", "1", "3"}, "dev_width must be 1 or 2\n" + kReadUsage},
       {tav::ssp_read, {"ssp_read", "0", "0", "2", "0", "1", "1", "0"}, "reg_width must be 1 or 2\n" + kReadUsage},
-      {tav::ssp_write, {"ssp_write", "0", "0", "2", "0", "1", "1", "1", "4"},
+      {tav::ssp_write,
+       {"ssp_write", "0", "0", "2", "0", "1", "1", "1", "4"},
        "data_width must be 1 or 2\n" + kWriteUsage},
       // The read tool shows the write usage for the order checks.
-      {tav::ssp_read, {"ssp_read", "0", "0", "2", "0", "1", "1", "1", "1", "2"}, "reg_order must be 1 or 0\n" + kWriteUsage},
-      {tav::ssp_read, {"ssp_read", "0", "0", "2", "0", "1", "1", "1", "1", "0", "2"},
+      {tav::ssp_read,
+       {"ssp_read", "0", "0", "2", "0", "1", "1", "1", "1", "2"},
+       "reg_order must be 1 or 0\n" + kWriteUsage},
+      {tav::ssp_read,
+       {"ssp_read", "0", "0", "2", "0", "1", "1", "1", "1", "0", "2"},
        "data_order must be 1 or 0\n" + kWriteUsage},
-      {tav::ssp_write, {"ssp_write", "0", "0", "2", "0", "1", "1", "1", "1", "0", "7"},
+      {tav::ssp_write,
+       {"ssp_write", "0", "0", "2", "0", "1", "1", "1", "1", "0", "7"},
        "data_order must be 1 or 0\n" + kWriteUsage},
   };
   for (const auto& c : cases) {
