@@ -57,6 +57,7 @@ int I2cBus::open(OpenFile& f) {
 }
 
 ssize_t I2cBus::read(OpenFile& f, void* buf, size_t n) {
+  std::lock_guard<std::mutex> lock(chips_->mu);
   uint32_t addr = static_cast<BusState*>(f.state.get())->slave;
   I2cChip* chip = chips_->find(addr);
   if (chip == nullptr) {
@@ -69,6 +70,7 @@ ssize_t I2cBus::read(OpenFile& f, void* buf, size_t n) {
 }
 
 ssize_t I2cBus::write(OpenFile& f, const void* buf, size_t n) {
+  std::lock_guard<std::mutex> lock(chips_->mu);
   uint32_t addr = static_cast<BusState*>(f.state.get())->slave;
   if (f.request != nullptr) f.request->bytes.clear();
   I2cChip* chip = chips_->find(addr);
@@ -82,6 +84,7 @@ ssize_t I2cBus::write(OpenFile& f, const void* buf, size_t n) {
 }
 
 int I2cBus::ioctl(OpenFile& f, unsigned long request, void* arg) {
+  std::lock_guard<std::mutex> lock(chips_->mu);
   if (request == tav::I2C_SLAVE) {
     auto addr = reinterpret_cast<uintptr_t>(arg);
     if (addr > 0x7F) return -EINVAL;
@@ -120,6 +123,7 @@ int ExtI2cNode::ioctl(OpenFile& f, unsigned long request, void* arg) {
   auto* r = static_cast<tav::ExtI2cRecord*>(arg);
   if (r == nullptr) return -EFAULT;
   if (r->reg_bytes < 1 || r->reg_bytes > 2 || r->data_bytes != 1) return -EINVAL;
+  std::lock_guard<std::mutex> lock(chips_->mu);
   const uint32_t addr7 = r->dev_addr >> 1;
   uint8_t frame[3];
   size_t n = 0;

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <vector>
 
 #include "board.h"
@@ -33,6 +34,7 @@ class I2cChip {
 // The chips on one bus, by 7-bit address.
 struct I2cChips {
   std::map<uint16_t, std::shared_ptr<I2cChip>> at;
+  std::mutex mu;  // one transfer at a time on the bus
   I2cChip* find(uint32_t addr7) const;
 };
 

@@ -37,6 +37,7 @@ int MiiSocket::ioctl(OpenFile& f, unsigned long request, void* arg) {
   if (request != tav::SIOC_GMIIPHY && request != tav::SIOC_GMIIREG && request != tav::SIOC_SMIIREG) return -ENOTTY;
   auto* req = static_cast<tav::MiiIfreq*>(arg);
   if (req == nullptr) return -EFAULT;
+  std::lock_guard<std::mutex> lock(mu_);
   std::string name(req->name, strnlen(req->name, sizeof req->name));
   auto it = ifaces_.find(name);
   if (it == ifaces_.end()) return -ENODEV;

@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdint>
 #include <map>
+#include <mutex>
 #include <string>
 
 #include "board.h"
@@ -26,6 +27,7 @@ class MiiSocket final : public Device {
     uint16_t phy_addr;
     std::map<uint16_t, Registers> phys;
   };
+  std::mutex mu_;
   std::map<std::string, Interface> ifaces_;
 };
 

@@ -27,6 +27,7 @@ void put_field(uint8_t* p, uint32_t v, int width, int order) {
 
 int SpiDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
   if (arg == nullptr) return -EFAULT;
+  std::lock_guard<std::mutex> lock(mu_);
   if (request == tav::SPI_IOC_WR_MODE) {
     mode_ = *static_cast<uint8_t*>(arg);
     if (f.request != nullptr) f.request->bytes.assign(1, mode_);

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <mutex>
 
 #include "board.h"
 #include "tools/ssp.h"
@@ -30,6 +31,7 @@ class SpiDevice final : public Device {
 
  private:
   int transfer(OpenFile& f, tav::SpiIocTransfer* t);
+  std::mutex mu_;
   uint32_t dev_addr_;
   SpiFormat format_;
   std::map<uint32_t, uint16_t> regs_;
