@@ -91,7 +91,7 @@ int himii_w(int argc, char** argv) {
          static_cast<unsigned long>(reg), static_cast<unsigned long>(value));
   int result = 0;
   if (sys::ioctl(sock, SIOC_SMIIREG, &req) != 0) {
-    // The read request's name, as the board's own tool has always said.
+    // The read request's name here too; kept as it is.
     puts("ioctl SIOCGMIIREG failed");
     result = -1;
   }
