@@ -5,6 +5,9 @@
 
 #include <errno.h>
 
+#include "i2c.h"
+#include "mii.h"
+#include "spi.h"
 #include "tavio.h"
 
 namespace sim {
@@ -54,6 +57,9 @@ std::unique_ptr<Board> make_default_board() {
   board->add("/dev/sdb", std::make_shared<AtaDisk>("TAV HD4000 4TB", "WD-TAV0000002", "01.01A02"));
   add_storage(*board);
   add_tavio(*board);
+  add_i2c_devices(*board);
+  add_spi_devices(*board);
+  add_mii_devices(*board);
   return board;
 }
 

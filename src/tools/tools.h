@@ -9,4 +9,21 @@ int himd_l(int argc, char** argv);
 int himm(int argc, char** argv);
 int himdb(int argc, char** argv);
 
+int hier(int argc, char** argv);
+int hiew(int argc, char** argv);
+
+int i2c_read(int argc, char** argv);
+int i2c_write(int argc, char** argv);
+int i2c_recv(int argc, char** argv);
+int i2c_send(int argc, char** argv);
+// i2c_write shows this usage too on its argument errors.
+void i2c_read_usage();
+
+int himii_r(int argc, char** argv);
+int himii_w(int argc, char** argv);
+
+// SPI register tools: no row in the board-tool table.
+int ssp_read(int argc, char** argv);
+int ssp_write(int argc, char** argv);
+
 }  // namespace tav
