@@ -2,6 +2,8 @@
 
 #include <errno.h>
 
+#include "perf_counters.h"
+
 namespace sim {
 
 ssize_t MemDevice::pread(OpenFile&, void* buf, size_t n, off_t off) {
@@ -45,6 +47,7 @@ void* MemDevice::mmap(OpenFile& f, size_t len, int prot, int flags, off_t off, i
 std::unique_ptr<Board> make_default_board() {
   auto board = std::make_unique<Board>();
   board->add("/dev/mem", std::make_shared<MemDevice>(board->mem()));
+  add_perf_counters(*board);
   return board;
 }
 
