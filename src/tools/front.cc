@@ -14,7 +14,7 @@ const BoardToolEntry kBoardTools[] = {
     {"himd", 1, himd, "memory display (8bit)"},
     {"himd.l", 1, himd_l, "memory display (32bit)"},
     {"himm", 1, himm, "memory modify"},
-    {"hivd", 1, nullptr, "video dump"},
+    {"hivd", 1, hivd, "video dump"},
     {"himdb", 1, himdb, "video dump"},
     {"hiddrs", 1, hiddrs, "ddr statistic"},
     {"hil2s", 1, hil2s, "l2 cache statistic"},
