@@ -1,6 +1,7 @@
 // hivd on the simulated board: the planar file it writes from a semi-planar
 // frame in physical memory, its echoes and its refusals.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "harness.h"
 #include "tools/front.h"
@@ -64,6 +65,7 @@ TEST_F(VideoDump, WritesLumaThenSecondThenFirstChromaSamples) {
       {{"hivd", "0x63010000", "0x63020000", "16", "16", "1", "2", "e.yuv"},
        "ulHeight = 2\nulWidth = 1\nulCStride = 16\nulYStride = 16\n", "e.yuv", bytes({0x00, 0x10})},
   };
+  tavtest::write_file("a.yuv", std::string(1000, 'x'));  // replaced, not appended to
   for (const auto& c : cases) {
     SCOPED_TRACE(c.file);
     Outcome r = run(tav::tav_tool_main, c.words);
@@ -95,12 +97,6 @@ TEST_F(VideoDump, MissingArgumentsTakeTheDefaults) {
   // Words past the file name are ignored.
   r = run(tav::hivd, {"hivd", "0x63010000", "0x63020000", "16", "16", "2", "2", "f.yuv", "extra"});
   EXPECT_EQ(tavtest::read_file("f.yuv"), bytes({0, 1, 0x10, 0x11, 'A', 'a'}));
-}
-
-TEST_F(VideoDump, AnExistingFileIsReplaced) {
-  tavtest::write_file("g.yuv", std::string(1000, 'x'));
-  run(tav::hivd, {"hivd", "0x63010000", "0x63020000", "16", "16", "2", "1", "g.yuv"});
-  EXPECT_EQ(tavtest::read_file("g.yuv"), bytes({0, 1}));
 }
 
 TEST_F(VideoDump, BadWordsAreRefusedWithoutAFile) {
@@ -148,9 +144,7 @@ TEST_F(VideoDump, HeightZeroMakesAnEmptyFileAfterTheMapComplaints) {
   EXPECT_EQ(r.out, "ulHeight = 0\nulWidth = 4\nulCStride = 16\nulYStride = 16\n" + kAddresses +
                        "memmap():size can't be zero!\nmemmap():size can't be zero!\n"
                        "\nBegin to dump video image to file :z.yuv\nDump done!\n");
-  FILE* f = fopen("z.yuv", "rb");
-  ASSERT_NE(f, nullptr);
-  fclose(f);
+  EXPECT_EQ(::access("z.yuv", F_OK), 0);
   EXPECT_EQ(tavtest::read_file("z.yuv"), "");
 }
 
@@ -169,15 +163,6 @@ TEST_F(VideoDump, RowsReachingPastTheMapAreStillRead) {
   size_t maps = 0;
   for (const auto& q : r.requests) maps += q.call == sim::Call::Mmap;
   EXPECT_EQ(maps, 3u);
-}
-
-TEST_F(VideoDump, AFailedWriteIsReported) {
-  board().fail({sim::Call::Write, "", 0, 1, ENOSPC});
-  Outcome r = run(tav::hivd, {"hivd", "0x63010000", "0x63020000", "16", "16", "4", "4", "n.yuv"});
-  EXPECT_EQ(r.out, "ulHeight = 4\nulWidth = 4\nulCStride = 16\nulYStride = 16\n" + kAddresses +
-                       "\nBegin to dump video image to file :n.yuv\nwrite file n.yuv error!\n");
-  EXPECT_EQ(r.result, 0);
-  EXPECT_EQ(r.open_descriptors, 1u);  // only the mapping registry's /dev/mem
 }
 
 }  // namespace
