@@ -95,9 +95,10 @@ uint64_t mapped_bytes(uint64_t phys, uint32_t size) {
   return ((uint64_t{size} + in_page - 1) & ~uint64_t{0xFFF}) + 4096 - in_page;
 }
 
-// The plane mapped as the design asks (size cut to 32 bits). Where that would
-// not cover the span actually read (a cut size, a stride below the width),
-// the span itself is mapped. Null, after a message, when it cannot be read.
+// The plane mapped with height x stride bytes (cut to 32 bits), as the tool
+// has always mapped it. Where that does not cover the span actually read (a
+// cut size, a stride below the width), the span itself is mapped too. Null,
+// after a message, when the plane cannot be read.
 const uint8_t* map_plane(uint64_t phys, uint64_t size, uint64_t span) {
   auto* p = static_cast<const uint8_t*>(memmap(static_cast<uint32_t>(phys), static_cast<uint32_t>(size)));
   if (span == 0 || (p != nullptr && mapped_bytes(phys, static_cast<uint32_t>(size)) >= span)) return p;
@@ -116,6 +117,7 @@ uint64_t span_of(uint64_t rows, uint64_t row_bytes, uint64_t stride) {
 
 // One chroma plane: every second byte of each row, from byte first.
 void put_chroma(FileWriter& out, const uint8_t* c, uint64_t rows, uint64_t samples, uint64_t stride, int first) {
+  if (samples == 0) return;  // nothing is read, so c may be null
   for (uint64_t r = 0; r < rows; ++r) {
     const uint8_t* src = c + r * stride + first;
     for (uint64_t done = 0; done < samples;) {
@@ -179,7 +181,7 @@ int hivd(int argc, char** argv) {
   // Rows that lie end to end go out in one piece.
   if (y_stride == width)
     out.put(y, height * width);
-  else
+  else if (width != 0)
     for (uint64_t r = 0; r < height; ++r) out.put(y + r * y_stride, width);
   put_chroma(out, c, c_rows, c_samples, c_stride, 1);
   put_chroma(out, c, c_rows, c_samples, c_stride, 0);
