@@ -108,8 +108,8 @@ int main() {
   std::vector<uint8_t> got(kLuma + kChroma + 1);
   size_t n = f ? fread(got.data(), 1, got.size(), f) : 0;
   if (f) fclose(f);
-  bool ok = n == kLuma + kChroma && memcmp(got.data(), pattern.data(), kLuma) == 0 &&
-            got[kLuma] == pattern[1 + 1] && got[kLuma + kChroma / 2] == pattern[1];
+  bool ok = n == kLuma + kChroma && memcmp(got.data(), pattern.data(), kLuma) == 0 && got[kLuma] == pattern[1 + 1] &&
+            got[kLuma + kChroma / 2] == pattern[1];
   sim::install(nullptr);
   unlink(file.c_str());
   rmdir(dir);

@@ -88,11 +88,16 @@ bool all_digits(const char* s) {
 
 bool in_range(Opt opt, unsigned long v) {
   switch (opt) {
-    case Opt::Ddrc: return v <= kAllBlocks;
-    case Opt::Freq: return static_cast<int32_t>(v) >= 0;
-    case Opt::Width: return v == 16 || v == 32;
-    case Opt::Interval: return v <= 3;
-    case Opt::Help: return true;
+    case Opt::Ddrc:
+      return v <= kAllBlocks;
+    case Opt::Freq:
+      return static_cast<int32_t>(v) >= 0;
+    case Opt::Width:
+      return v == 16 || v == 32;
+    case Opt::Interval:
+      return v <= 3;
+    case Opt::Help:
+      return true;
   }
   return false;
 }
@@ -113,11 +118,20 @@ int parse_options(int argc, char** argv, uint32_t* freq) {
     unsigned long v = strtoul(word, nullptr, 10);
     if (!in_range(row->opt, v)) return -1;
     switch (row->opt) {
-      case Opt::Ddrc: g_ddrs.ddrc = v; break;
-      case Opt::Freq: *freq = static_cast<uint32_t>(v); break;
-      case Opt::Width: g_ddrs.width = v; break;
-      case Opt::Interval: g_ddrs.interval = v; break;
-      case Opt::Help: break;
+      case Opt::Ddrc:
+        g_ddrs.ddrc = v;
+        break;
+      case Opt::Freq:
+        *freq = static_cast<uint32_t>(v);
+        break;
+      case Opt::Width:
+        g_ddrs.width = v;
+        break;
+      case Opt::Interval:
+        g_ddrs.interval = v;
+        break;
+      case Opt::Help:
+        break;
     }
   }
   return 0;

@@ -34,8 +34,8 @@ class ToolProcess : public ::testing::Test {
     std::string link = dir_ + "/" + name;
     EXPECT_EQ(::symlink(TAV_TOOL_PATH, link.c_str()), 0);
     std::string emulator = TAV_EMULATOR;
-    std::vector<std::string> words = emulator.empty() ? std::vector<std::string>{name}
-                                                      : std::vector<std::string>{emulator, "-0", name, link};
+    std::vector<std::string> words =
+        emulator.empty() ? std::vector<std::string>{name} : std::vector<std::string>{emulator, "-0", name, link};
     words.insert(words.end(), args.begin(), args.end());
     std::vector<std::string> env = {"TAV_DEVMAP=" + dir_ + "/devmap", "TAV_SIM_MEM=" + dir_ + "/physmem"};
     std::vector<char*> argv, envp;

@@ -30,10 +30,17 @@ const Scenario kScenarios[] = {
 };
 
 const char* const kFailureTexts[] = {
-    "ddr statistic open failed:",     "statistic mmap failed.",     "statistic install signal failed.",
-    "statistic timer create failed.", "statistic set timer failed.", "statistic catch SIGINT signal failed.",
-    "memmap():open",                  "memmap():mmap",               "open file sweep.yuv error!",
-    "write file sweep.yuv error!",    "cache statistic open failed:",
+    "ddr statistic open failed:",
+    "statistic mmap failed.",
+    "statistic install signal failed.",
+    "statistic timer create failed.",
+    "statistic set timer failed.",
+    "statistic catch SIGINT signal failed.",
+    "memmap():open",
+    "memmap():mmap",
+    "open file sweep.yuv error!",
+    "write file sweep.yuv error!",
+    "cache statistic open failed:",
 };
 
 class StatisticFaultSweep : public tavtest::BoardTest, public ::testing::WithParamInterface<int> {

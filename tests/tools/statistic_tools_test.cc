@@ -62,29 +62,32 @@ struct LoopCase {
 // past), before the banner; then one every interval until Ctrl-C.
 TEST_F(StatisticTools, DdrsSamplesEveryIntervalUntilCtrlC) {
   const LoopCase cases[] = {
-      {{"hiddrs"}, 3 * kSec + kSec / 2,
+      {{"hiddrs"}, 3 * kSec + kSec / 2, "\nddrc0[0.00%]\n===== ddr statistic =====\n" + times(3, "ddrc0[37.50%]\n")},
+      {{"hiddrs", "-i", "2"},
+       6 * kSec + kSec / 2,
        "\nddrc0[0.00%]\n===== ddr statistic =====\n" + times(3, "ddrc0[37.50%]\n")},
-      {{"hiddrs", "-i", "2"}, 6 * kSec + kSec / 2,
-       "\nddrc0[0.00%]\n===== ddr statistic =====\n" + times(3, "ddrc0[37.50%]\n")},
-      {{"hiddrs", "--interval", "3", "-d", "2"}, 7 * kSec,
+      {{"hiddrs", "--interval", "3", "-d", "2"},
+       7 * kSec,
        "\nddrc1[0.00%]\n===== ddr statistic =====\n" + times(2, "ddrc1[62.50%]\n")},
-      {{"hiddrs", "-d", "4", "-w", "16"}, 2 * kSec + kSec / 2,
+      {{"hiddrs", "-d", "4", "-w", "16"},
+       2 * kSec + kSec / 2,
        "\nddrc0[0.00%] ddrc1[0.00%] ddrc2[0.00%] ddrc3[0.00%]\n===== ddr statistic =====\n" +
            times(2, "ddrc0[75.00%] ddrc1[30.00%] ddrc2[125.00%] ddrc3[10.00%]\n")},
       // Controller 3 is reported under the label of controller 1.
       {{"hiddrs", "-d", "3"}, 1 * kSec + kSec / 2, "\nddrc1[0.00%]\n===== ddr statistic =====\nddrc1[5.00%]\n"},
       // A clock given above the board's: the period outlasts the interval,
       // every sample restarts it early.
-      {{"hiddrs", "--freq", "800", "--ddrc", "1"}, 2 * kSec + kSec / 2,
+      {{"hiddrs", "--freq", "800", "--ddrc", "1"},
+       2 * kSec + kSec / 2,
        "\nddrc1[0.00%]\n===== ddr statistic =====\n" + times(2, "ddrc1[12.51%]\n")},
       // The timer keeps the phase of its absolute time: started half way
       // through a second, the first period is cut short by the next sample.
-      {{"hiddrs"}, 2 * kSec, "\nddrc0[0.00%]\n===== ddr statistic =====\nddrc0[18.75%]\nddrc0[37.50%]\n",
-       kSec / 2},
+      {{"hiddrs"}, 2 * kSec, "\nddrc0[0.00%]\n===== ddr statistic =====\nddrc0[18.75%]\nddrc0[37.50%]\n", kSec / 2},
       // A zero interval disarms the timer: nothing until Ctrl-C.
       {{"hiddrs", "-i", "0"}, 5 * kSec, "\n===== ddr statistic =====\n"},
       // Help is printed and sampling goes on with the defaults.
-      {{"hiddrs", "-h", "0"}, kSec + kSec / 2,
+      {{"hiddrs", "-h", "0"},
+       kSec + kSec / 2,
        "\n" + kDdrsHelp + "ddrc0[0.00%]\n===== ddr statistic =====\nddrc0[37.50%]\n"},
   };
   for (const auto& c : cases) {
@@ -124,10 +127,19 @@ TEST_F(StatisticTools, DdrsProgramsThePeriodAndCtrlCStopsEveryBlock) {
 
 TEST_F(StatisticTools, DdrsRefusesBadWordsWithItsHelp) {
   const std::vector<std::string> cases[] = {
-      {"hiddrs", "-d"},          {"hiddrs", "-d", "0", "-i"}, {"hiddrs", "-i", "4"},
-      {"hiddrs", "-w", "8"},     {"hiddrs", "-d", "5"},       {"hiddrs", "-f", "6x7"},
-      {"hiddrs", "-f", "-667"},  {"hiddrs", "-f", "2147483648"}, {"hiddrs", "-d", "99999999999999999999999"},
-      {"hiddrs", "-f", "4294967295"}, {"hiddrs", "-x", "1"}, {"hiddrs", "d", "1"},        {"hiddrs", "-h", "0", "--width", "31"},
+      {"hiddrs", "-d"},
+      {"hiddrs", "-d", "0", "-i"},
+      {"hiddrs", "-i", "4"},
+      {"hiddrs", "-w", "8"},
+      {"hiddrs", "-d", "5"},
+      {"hiddrs", "-f", "6x7"},
+      {"hiddrs", "-f", "-667"},
+      {"hiddrs", "-f", "2147483648"},
+      {"hiddrs", "-d", "99999999999999999999999"},
+      {"hiddrs", "-f", "4294967295"},
+      {"hiddrs", "-x", "1"},
+      {"hiddrs", "d", "1"},
+      {"hiddrs", "-h", "0", "--width", "31"},
   };
   for (const auto& words : cases) {
     SCOPED_TRACE(testing::PrintToString(words));

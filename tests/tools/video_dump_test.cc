@@ -48,30 +48,38 @@ TEST_F(VideoDump, WritesLumaThenSecondThenFirstChromaSamples) {
       // Width 3, height 4: twelve luma bytes, then one sample of each of two
       // chroma rows, second samples before first.
       {{"hivd", "0x63010000", "0x63020000", "16", "16", "3", "4", "a.yuv"},
-       "ulHeight = 4\nulWidth = 3\nulCStride = 16\nulYStride = 16\n", "a.yuv",
+       "ulHeight = 4\nulWidth = 3\nulCStride = 16\nulYStride = 16\n",
+       "a.yuv",
        bytes({0x00, 0x01, 0x02, 0x10, 0x11, 0x12, 0x20, 0x21, 0x22, 0x30, 0x31, 0x32, 'A', 'I', 'a', 'i'})},
       // Strides of their own: every second luma row, every chroma row.
       {{"hivd", "0x63010000", "0x63020000", "32", "16", "4", "4", "b.yuv"},
-       "ulHeight = 4\nulWidth = 4\nulCStride = 16\nulYStride = 32\n", "b.yuv",
+       "ulHeight = 4\nulWidth = 4\nulCStride = 16\nulYStride = 32\n",
+       "b.yuv",
        bytes({0x00, 0x01, 0x02, 0x03, 0x20, 0x21, 0x22, 0x23, 0x40, 0x41, 0x42, 0x43, 0x60, 0x61, 0x62, 0x63,  //
-              'A', 'B', 'I', 'J', 'a', 'b', 'i', 'j'})},
+              'A',  'B',  'I',  'J',  'a',  'b',  'i',  'j'})},
       // Rows end to end, odd height: the last luma row has no chroma row.
       {{"hivd", "0x63010000", "0x63020000", "2", "16", "2", "3", "c.yuv"},
-       "ulHeight = 3\nulWidth = 2\nulCStride = 16\nulYStride = 2\n", "c.yuv", bytes({0, 1, 2, 3, 4, 5, 'A', 'a'})},
+       "ulHeight = 3\nulWidth = 2\nulCStride = 16\nulYStride = 2\n",
+       "c.yuv",
+       bytes({0, 1, 2, 3, 4, 5, 'A', 'a'})},
       // Height 1: one luma row and no chroma at all.
       {{"hivd", "0x63010000", "0x63020000", "16", "16", "5", "1", "d.yuv"},
-       "ulHeight = 1\nulWidth = 5\nulCStride = 16\nulYStride = 16\n", "d.yuv", bytes({0, 1, 2, 3, 4})},
+       "ulHeight = 1\nulWidth = 5\nulCStride = 16\nulYStride = 16\n",
+       "d.yuv",
+       bytes({0, 1, 2, 3, 4})},
       // Width 1: luma only, as no chroma pair is whole.
       {{"hivd", "0x63010000", "0x63020000", "16", "16", "1", "2", "e.yuv"},
-       "ulHeight = 2\nulWidth = 1\nulCStride = 16\nulYStride = 16\n", "e.yuv", bytes({0x00, 0x10})},
+       "ulHeight = 2\nulWidth = 1\nulCStride = 16\nulYStride = 16\n",
+       "e.yuv",
+       bytes({0x00, 0x10})},
   };
   tavtest::write_file("a.yuv", std::string(1000, 'x'));  // replaced, not appended to
   for (const auto& c : cases) {
     SCOPED_TRACE(c.file);
     Outcome r = run(tav::tav_tool_main, c.words);
     EXPECT_FALSE(r.exited);
-    EXPECT_EQ(r.out, "\n" + c.echo + kAddresses + "\nBegin to dump video image to file :" + c.file +
-                         "\nDump done!\n[END]\n");
+    EXPECT_EQ(r.out,
+              "\n" + c.echo + kAddresses + "\nBegin to dump video image to file :" + c.file + "\nDump done!\n[END]\n");
     EXPECT_EQ(tavtest::read_file(c.file), c.bytes);
   }
 }
@@ -112,9 +120,11 @@ TEST_F(VideoDump, BadWordsAreRefusedWithoutAFile) {
       {{"hivd"}, usage, true},
       {{"hivd", "0x63010000"}, usage, true},
       {{"hivd", "0x63010000", "0x63020000", "16", "16", "4", "4x", "h.yuv"},
-       "Please input height like 0x100 or 256\n", false},
+       "Please input height like 0x100 or 256\n",
+       false},
       {{"hivd", "0x63010000", "0x63020000", "16", "16", "-4", "4", "h.yuv"},
-       "ulHeight = 4\nPlease input width like 0x100 or 256\n", false},
+       "ulHeight = 4\nPlease input width like 0x100 or 256\n",
+       false},
       {{"hivd", "0x63010000", "0x63020000", "16", "0x"}, "Please input C_stride like 0x100 or 256\n", false},
       {{"hivd", "0x63010000", "0x63020000", " 16"}, "Please input Y_stride like 0x100 or 256\n", false},
       {{"hivd", "0x63010000", "C", "16"}, "ulYStride = 16\nPlease input address like 0x12345\n", false},
