@@ -138,8 +138,12 @@ class Clock {
   // False when nothing is pending.
   bool run_next_event();
   void signal_at(uint64_t at_ns, int sig);
-  int timer_create(int signo, timer_t* id);
-  int timer_settime(timer_t id, const struct itimerspec* v, struct itimerspec* old);
+  int timer_create(int signo, timer_t* id, clockid_t clock = CLOCK_MONOTONIC);
+  // TIMER_ABSTIME in flags takes the value on the timer's clock; a time
+  // already past falls due now and the period keeps that time's phase.
+  // True in *due_now when the timer is due at once.
+  int timer_settime(timer_t id, const struct itimerspec* v, struct itimerspec* old, int flags = 0,
+                    bool* due_now = nullptr);
   int timer_delete(timer_t id);
   uint64_t realtime_base_ns() const { return realtime_base_ns_; }
   void set_realtime(uint64_t ns_since_epoch);
@@ -154,6 +158,8 @@ class Clock {
     int signo;
     uint64_t next_ns;  // 0 = disarmed
     uint64_t interval_ns;
+    clockid_t clock;
+    uint64_t rearm_ns;  // next expiry after an overdue first one, 0 = next_ns + interval_ns
   };
   struct Pending {
     uint64_t at_ns;
@@ -239,6 +245,7 @@ class Board final : public sys::Backend {
             const void* data) override;
   int umount(const char* target) override;
   [[noreturn]] void exit(int status) override;
+  [[noreturn]] void _exit(int status) override;
 
   // Runs the handler a tool installed for sig, as the kernel would.
   void deliver_signal(int sig);

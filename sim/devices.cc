@@ -9,6 +9,7 @@
 #include "mii.h"
 #include "spi.h"
 #include "tavio.h"
+#include "perf_counters.h"
 
 namespace sim {
 
@@ -60,6 +61,7 @@ std::unique_ptr<Board> make_default_board() {
   add_i2c_devices(*board);
   add_spi_devices(*board);
   add_mii_devices(*board);
+  add_perf_counters(*board);
   return board;
 }
 

@@ -1,14 +1,62 @@
 #include "run.h"
 
+#include <signal.h>
+#include <stdlib.h>
+#include <time.h>
+
+#include <atomic>
 #include <cstdio>
 
 #include "devices.h"
 
 namespace sim {
 
+namespace {
+
+std::atomic<bool> g_ctrl_c{false};
+void on_ctrl_c(int) { g_ctrl_c = true; }
+
+uint64_t real_ns() {
+  struct timespec ts;
+  clock_gettime(CLOCK_MONOTONIC, &ts);
+  return static_cast<uint64_t>(ts.tv_sec) * 1000000000ull + static_cast<uint64_t>(ts.tv_nsec);
+}
+
+// A real Ctrl-C reaches the tool as the board's SIGINT at the next step of
+// virtual time (a second one ends the process as usual). With TAV_SIM_REALTIME
+// set, virtual time does not run ahead of the wall clock, so a tool sampling
+// every second prints every second instead of as fast as it can.
+void connect_to_terminal(Board& board) {
+  struct sigaction sa = {};
+  sa.sa_handler = on_ctrl_c;
+  sa.sa_flags = SA_RESETHAND | SA_RESTART;
+  sigemptyset(&sa.sa_mask);
+  ::sigaction(SIGINT, &sa, nullptr);
+  const char* realtime = getenv("TAV_SIM_REALTIME");
+  bool paced = realtime != nullptr && *realtime != '\0';
+  uint64_t real_start = real_ns();
+  uint64_t virtual_start = board.clock().now_ns();
+  board.clock().on_advance([&board, paced, real_start, virtual_start](uint64_t now) {
+    if (paced) {
+      uint64_t ahead = now - virtual_start;
+      uint64_t real = real_ns() - real_start;
+      if (ahead > real) {
+        struct timespec wait = {static_cast<time_t>((ahead - real) / 1000000000ull),
+                                static_cast<long>((ahead - real) % 1000000000ull)};
+        while (!g_ctrl_c && ::nanosleep(&wait, &wait) != 0) {
+        }
+      }
+    }
+    if (g_ctrl_c.exchange(false)) board.clock().signal_at(now, SIGINT);
+  });
+}
+
+}  // namespace
+
 int run_process(int argc, char** argv, int (*entry)(int, char**)) {
   auto board = make_default_board();
   install(board.get());
+  connect_to_terminal(*board);
   int status;
   try {
     status = entry(argc, argv);

@@ -98,6 +98,7 @@ class LinuxBackend final : public Backend {
   }
   int umount(const char* target) override { return ::umount(target); }
   [[noreturn]] void exit(int status) override { ::exit(status); }
+  [[noreturn]] void _exit(int status) override { ::_exit(status); }
 };
 
 LinuxBackend g_linux;

@@ -54,6 +54,9 @@ class Backend {
                     const void* data) = 0;
   virtual int umount(const char* target) = 0;
   [[noreturn]] virtual void exit(int status) = 0;
+  // Ends the process without exit handlers or stdio flushing, as a signal
+  // handler may.
+  [[noreturn]] virtual void _exit(int status) = 0;
 
  protected:
   ~Backend() = default;
@@ -115,6 +118,10 @@ inline int mount(const char* src, const char* target, const char* type, unsigned
 inline int umount(const char* target) { return backend().umount(target); }
 [[noreturn]] inline void exit(int status) {
   backend().exit(status);
+  __builtin_unreachable();
+}
+[[noreturn]] inline void _exit(int status) {
+  backend()._exit(status);
   __builtin_unreachable();
 }
 

@@ -8,6 +8,9 @@ int himd(int argc, char** argv);
 int himd_l(int argc, char** argv);
 int himm(int argc, char** argv);
 int himdb(int argc, char** argv);
+int hivd(int argc, char** argv);
+int hiddrs(int argc, char** argv);
+int hil2s(int argc, char** argv);
 
 int hier(int argc, char** argv);
 int hiew(int argc, char** argv);

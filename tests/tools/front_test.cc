@@ -157,7 +157,8 @@ TEST_F(FrontEnd, DispatchByExactBaseName) {
       {{"HIMD"}, "\n\ndo errro\n[END]\n"},
       {{"himd.x"}, "\n\ndo errro\n[END]\n"},
       {{"/bin/"}, "\n\ndo errro\n[END]\n"},
-      {{"hivd"}, "\n\ndo errro\n[END]\n"},  // a row whose tool is not built: result 3
+      {{"hil2s", "1", "2"},
+       "\nL2 cache statistic usage like this:\n\thil2s [second=1,2,3...]\n\teg. hil2s 2\n\ndo errro\n[END]\n"},
       {{"/opt/x/himd.l", "0x80040000", "16"},
        "\n====dump memory 0x80040000====\n0000:  00000000 00000000 00000000 00000000\n[END]\n"},
       {{"himm", "1", "2", "3"}, "\nxxx\n[END]\n"},

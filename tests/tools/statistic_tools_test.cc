@@ -1,0 +1,208 @@
+// hiddrs and hil2s on the simulated board: the sampling loop driven by the
+// interval timer, ended by Ctrl-C, against counters that run with virtual time.
+#include <gtest/gtest.h>
+
+#include "harness.h"
+#include "sim/perf_counters.h"
+#include "tools/front.h"
+#include "tools/tools.h"
+
+namespace {
+
+using tavtest::Outcome;
+
+constexpr uint64_t kSec = 1000000000ull;
+constexpr uint64_t kWallClock = 1767225600ull * kSec;  // a multiple of 1, 2 and 3 seconds
+
+const std::string kDdrsHelp =
+    "NAME\n  ddrs - ddr statistic\n\nDESCRIPTION\n  Statistic percentage of occupation of ddr.\n\n"
+    "  -d, --ddrc\n"
+    "      which ddrc you want statistic. \"0\" statistic ddrc0,\n"
+    "      \"1\" statistic ddrc1,  \"2\" statistic ddrc2, \"3\" statistic ddrc3,\"4\" statistic ddrc0-3 at the same "
+    "time. \"0\" as default.\n"
+    "  -f, --freq\n      one ddcr freq, one chip, please set the freq referring to the chip.\n"
+    "      \"667\" as default.\n"
+    "  -w, --width\n      set the bit-width referring to the chip. \"32\" or \"16\".\n      \"32\" as default.\n"
+    "  -i, --interval\n      the range is 1~3 second, 1 second as default.\n"
+    "  -h, --help\n      display this help and exit\n"
+    "  eg:\n      $ hiddrs -d 0 -f 667 -i 1\n      or\n      $ hiddrs\n";
+
+const std::string kL2sHead = "===== L2 cache statistic =====\nL2 dr      L2 dw     L1 i     L1 d\n";
+const std::string kL2sLine = "25.00%    12.50%     2.00%    94.00%\n";
+
+std::string times(int n, const std::string& s) {
+  std::string out;
+  for (int i = 0; i < n; ++i) out += s;
+  return out;
+}
+
+class StatisticTools : public tavtest::BoardTest {
+ protected:
+  // Runs words through the front end with Ctrl-C after `after` of virtual
+  // time. The wall clock is set to a whole second plus past_second, so the
+  // timer's phase is the same in every run.
+  Outcome run_until_sigint(const std::vector<std::string>& words, uint64_t after, uint64_t past_second = 0) {
+    board().clock().set_realtime(kWallClock + past_second);
+    board().clock().signal_at(board().clock().now_ns() + after, SIGINT);
+    return run(tav::tav_tool_main, words);
+  }
+  uint32_t ddr(int block, uint32_t reg) {
+    return board().mem().read32(sim::kDdrStatBase + block * sim::kDdrStatStride + reg);
+  }
+};
+
+struct LoopCase {
+  std::vector<std::string> words;
+  uint64_t sigint_after;
+  std::string out;
+  uint64_t past_second = 0;
+};
+
+// The first sample comes at once (the timer is armed at an absolute time long
+// past), before the banner; then one every interval until Ctrl-C.
+TEST_F(StatisticTools, DdrsSamplesEveryIntervalUntilCtrlC) {
+  const LoopCase cases[] = {
+      {{"hiddrs"}, 3 * kSec + kSec / 2, "\nddrc0[0.00%]\n===== ddr statistic =====\n" + times(3, "ddrc0[37.50%]\n")},
+      {{"hiddrs", "-i", "2"},
+       6 * kSec + kSec / 2,
+       "\nddrc0[0.00%]\n===== ddr statistic =====\n" + times(3, "ddrc0[37.50%]\n")},
+      {{"hiddrs", "--interval", "3", "-d", "2"},
+       7 * kSec,
+       "\nddrc1[0.00%]\n===== ddr statistic =====\n" + times(2, "ddrc1[62.50%]\n")},
+      {{"hiddrs", "-d", "4", "-w", "16"},
+       2 * kSec + kSec / 2,
+       "\nddrc0[0.00%] ddrc1[0.00%] ddrc2[0.00%] ddrc3[0.00%]\n===== ddr statistic =====\n" +
+           times(2, "ddrc0[75.00%] ddrc1[30.00%] ddrc2[125.00%] ddrc3[10.00%]\n")},
+      // Controller 3 is reported under the label of controller 1.
+      {{"hiddrs", "-d", "3"}, 1 * kSec + kSec / 2, "\nddrc1[0.00%]\n===== ddr statistic =====\nddrc1[5.00%]\n"},
+      // A clock given above the board's: the period outlasts the interval,
+      // every sample restarts it early.
+      {{"hiddrs", "--freq", "800", "--ddrc", "1"},
+       2 * kSec + kSec / 2,
+       "\nddrc1[0.00%]\n===== ddr statistic =====\n" + times(2, "ddrc1[12.51%]\n")},
+      // The timer keeps the phase of its absolute time: started half way
+      // through a second, the first period is cut short by the next sample.
+      {{"hiddrs"}, 2 * kSec, "\nddrc0[0.00%]\n===== ddr statistic =====\nddrc0[18.75%]\nddrc0[37.50%]\n", kSec / 2},
+      // A zero interval disarms the timer: nothing until Ctrl-C.
+      {{"hiddrs", "-i", "0"}, 5 * kSec, "\n===== ddr statistic =====\n"},
+      // Help is printed and sampling goes on with the defaults.
+      {{"hiddrs", "-h", "0"},
+       kSec + kSec / 2,
+       "\n" + kDdrsHelp + "ddrc0[0.00%]\n===== ddr statistic =====\nddrc0[37.50%]\n"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::PrintToString(c.words));
+    Outcome r = run_until_sigint(c.words, c.sigint_after, c.past_second);
+    EXPECT_TRUE(r.exited);
+    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(r.out, c.out);
+    EXPECT_EQ(r.err, "");
+    EXPECT_EQ(r.open_descriptors, 0u);
+  }
+}
+
+TEST_F(StatisticTools, DdrsProgramsThePeriodAndCtrlCStopsEveryBlock) {
+  Outcome r = run_until_sigint({"hiddrs"}, 2 * kSec + kSec / 2);
+  ASSERT_TRUE(r.exited);
+  EXPECT_EQ(ddr(0, sim::kDdrPeriod), 0x127C19CCu);
+  EXPECT_EQ(ddr(1, sim::kDdrPeriod), 0u);
+  for (int b = 0; b < 4; ++b) EXPECT_EQ(ddr(b, sim::kDdrRun), 0u) << b;
+  // Stopped half way through a period: half a second of busy cycles.
+  EXPECT_EQ(ddr(0, sim::kDdrBusyRead) + ddr(0, sim::kDdrBusyWrite), uint64_t{333500000} * 375 / 1000);
+
+  // 5000 MHz wraps in 32 bits before the shift; a long period keeps 28 bits.
+  const struct {
+    std::vector<std::string> words;
+    uint32_t word;
+  } periods[] = {
+      {{"hiddrs", "-f", "5000", "-d", "4"}, 0x12A05F20},
+      {{"hiddrs", "-f", "4000", "-i", "3", "-d", "4"}, 0x1CB41780},
+  };
+  for (const auto& p : periods) {
+    r = run_until_sigint(p.words, kSec / 2);
+    ASSERT_TRUE(r.exited);
+    for (int b = 0; b < 4; ++b) EXPECT_EQ(ddr(b, sim::kDdrPeriod), p.word) << b;
+  }
+}
+
+TEST_F(StatisticTools, DdrsRefusesBadWordsWithItsHelp) {
+  const std::vector<std::string> cases[] = {
+      {"hiddrs", "-d"},
+      {"hiddrs", "-d", "0", "-i"},
+      {"hiddrs", "-i", "4"},
+      {"hiddrs", "-w", "8"},
+      {"hiddrs", "-d", "5"},
+      {"hiddrs", "-f", "6x7"},
+      {"hiddrs", "-f", "-667"},
+      {"hiddrs", "-f", "2147483648"},
+      {"hiddrs", "-d", "99999999999999999999999"},
+      {"hiddrs", "-f", "4294967295"},
+      {"hiddrs", "-x", "1"},
+      {"hiddrs", "d", "1"},
+      {"hiddrs", "-h", "0", "--width", "31"},
+  };
+  for (const auto& words : cases) {
+    SCOPED_TRACE(testing::PrintToString(words));
+    Outcome r = run(tav::hiddrs, words);
+    EXPECT_FALSE(r.exited);
+    EXPECT_EQ(r.result, -1);
+    EXPECT_EQ(r.out, words[1] == "-h" ? kDdrsHelp + kDdrsHelp : kDdrsHelp);
+    EXPECT_TRUE(r.requests.empty());
+  }
+  Outcome r = run(tav::tav_tool_main, {"hiddrs", "-i", "9"});
+  EXPECT_EQ(r.out, "\n" + kDdrsHelp + "\ndo errro\n[END]\n");
+}
+
+TEST_F(StatisticTools, L2sSamplesEveryIntervalUntilCtrlC) {
+  const LoopCase cases[] = {
+      // The first sample, at once and before the counters are preset, shows
+      // the events since power-on.
+      {{"hil2s"}, 3 * kSec + kSec / 2, "\n" + kL2sLine + kL2sHead + times(3, kL2sLine)},
+      {{"hil2s", "2"}, 5 * kSec, "\n" + kL2sLine + kL2sHead + times(2, kL2sLine)},
+      {{"hil2s", "3"}, 7 * kSec, "\n" + kL2sLine + kL2sHead + times(2, kL2sLine)},
+      // Not a number: interval 0, the timer stays disarmed.
+      {{"hil2s", "abc"}, 4 * kSec, "\n" + kL2sHead},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::PrintToString(c.words));
+    Outcome r = run_until_sigint(c.words, c.sigint_after, c.past_second);
+    EXPECT_TRUE(r.exited);
+    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(r.out, c.out);
+    EXPECT_EQ(r.err, "");
+    EXPECT_EQ(r.open_descriptors, 0u);
+  }
+}
+
+TEST_F(StatisticTools, L2sCtrlCLeavesTheCountersRunning) {
+  Outcome r = run_until_sigint({"hil2s"}, kSec + kSec / 4);
+  ASSERT_TRUE(r.exited);
+  // Preset at the last sample, a quarter second before Ctrl-C; not again.
+  EXPECT_EQ(board().mem().read32(sim::kCacheCounterPage + 0x60C), ~uint32_t{10000000});
+  EXPECT_EQ(board().mem().read32(sim::kCacheCounterPage + 0x708), ~uint32_t{12500000});
+}
+
+TEST_F(StatisticTools, L2sRefusesExtraWordsAndABadInterval) {
+  const std::string usage = "L2 cache statistic usage like this:\n\thil2s [second=1,2,3...]\n\teg. hil2s 2\n";
+  struct Case {
+    std::vector<std::string> words;
+    std::string out;
+    size_t requests;
+  } cases[] = {
+      {{"hil2s", "1", "2"}, usage, 0},
+      {{"hil2s", "1", "2", "3"}, usage, 0},
+      // The kernel refuses a negative time; the tool cleans up.
+      {{"hil2s", "-1"}, "cache statistic set timer failed.\n", 8},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::PrintToString(c.words));
+    Outcome r = run(tav::hil2s, c.words);
+    EXPECT_FALSE(r.exited);
+    EXPECT_EQ(r.result, -1);
+    EXPECT_EQ(r.out, c.out);
+    EXPECT_EQ(r.requests.size(), c.requests);
+    EXPECT_EQ(r.open_descriptors, 0u);
+  }
+}
+
+}  // namespace
