@@ -15,7 +15,7 @@ const char* call_name(Call c) {
       "any",      "open",      "close",  "read",   "write",    "lseek",    "ioctl",
       "fsync",    "mmap",      "munmap", "socket", "tcgetattr", "tcsetattr", "tcflush",
       "select",   "symlink",   "readlink", "unlink", "sleep",  "clock",    "timer",
-      "sigaction", "raise",    "pause",  "mount",  "umount",
+      "sigaction", "raise",    "pause",  "mount",  "umount", "access", "opendir", "readdir", "closedir",
   };
   return names[static_cast<int>(c)];
 }
@@ -331,7 +331,7 @@ void Board::clear_log() {
 
 size_t Board::open_descriptors() const {
   std::lock_guard<std::recursive_mutex> lock(mu_);
-  return fds_.size();
+  return fds_.size() + listings_.size();
 }
 
 void Board::set_console(const std::string& text) {
@@ -836,6 +836,74 @@ int Board::umount(const char* target) {
   std::lock_guard<std::recursive_mutex> lock(mu_);
   if (target == nullptr || mounts_.erase(target) == 0) return fail_with(EINVAL);
   return 0;
+}
+
+int Board::access(const char* path, int mode) {
+  if (int err = enter(Call::Access, path ? path : "", static_cast<unsigned long>(mode), 0, nullptr))
+    return fail_with(err);
+  if (path == nullptr) return fail_with(EFAULT);
+  if (has(path)) return 0;
+  if (is_device_path(path)) return fail_with(ENOENT);
+  return ::access(path, mode);
+}
+
+struct Board::Listing {
+  std::vector<struct dirent> entries;
+  size_t next = 0;
+  DIR* real = nullptr;
+};
+
+DIR* Board::opendir(const char* path) {
+  if (int err = enter(Call::Opendir, path ? path : "", 0, 0, nullptr)) {
+    errno = err;
+    return nullptr;
+  }
+  if (path == nullptr) {
+    errno = EFAULT;
+    return nullptr;
+  }
+  std::string dir = path;
+  while (dir.size() > 1 && dir.back() == '/') dir.pop_back();
+  if (!is_device_path((dir + "/").c_str())) return ::opendir(path);
+  auto listing = std::make_unique<Listing>();
+  std::lock_guard<std::recursive_mutex> lock(mu_);
+  for (const auto& kv : devices_) {
+    const std::string& node = kv.first;
+    if (node.size() <= dir.size() + 1 || node.compare(0, dir.size() + 1, dir + "/") != 0) continue;
+    std::string name = node.substr(dir.size() + 1);
+    if (name.find('/') != std::string::npos) continue;
+    struct dirent e;
+    memset(&e, 0, sizeof e);
+    snprintf(e.d_name, sizeof e.d_name, "%s", name.c_str());
+    e.d_type = DT_CHR;
+    listing->entries.push_back(e);
+  }
+  // A handle of the board's own, never handed to the C library.
+  DIR* handle = reinterpret_cast<DIR*>(listing.get());
+  listings_[handle] = std::move(listing);
+  return handle;
+}
+
+struct dirent* Board::readdir(DIR* dir) {
+  if (int err = enter(Call::Readdir, "", 0, 0, nullptr)) {
+    errno = err;
+    return nullptr;
+  }
+  std::lock_guard<std::recursive_mutex> lock(mu_);
+  auto it = listings_.find(dir);
+  if (it == listings_.end()) return ::readdir(dir);
+  Listing& l = *it->second;
+  return l.next < l.entries.size() ? &l.entries[l.next++] : nullptr;
+}
+
+int Board::closedir(DIR* dir) {
+  int err = enter(Call::Closedir, "", 0, 0, nullptr);
+  {
+    std::lock_guard<std::recursive_mutex> lock(mu_);
+    if (listings_.erase(dir) != 0) return err ? fail_with(err) : 0;
+  }
+  int rc = ::closedir(dir);
+  return err ? fail_with(err) : rc;
 }
 
 void Board::exit(int status) {

@@ -47,6 +47,10 @@ enum class Call {
   Pause,
   Mount,
   Umount,
+  Access,
+  Opendir,
+  Readdir,
+  Closedir,
 };
 const char* call_name(Call c);
 
@@ -244,6 +248,11 @@ class Board final : public sys::Backend {
   int mount(const char* src, const char* target, const char* type, unsigned long flags,
             const void* data) override;
   int umount(const char* target) override;
+  int access(const char* path, int mode) override;
+  // The board's own directories (/dev, /proc, /sys) list its registered nodes.
+  DIR* opendir(const char* path) override;
+  struct dirent* readdir(DIR* dir) override;
+  int closedir(DIR* dir) override;
   [[noreturn]] void exit(int status) override;
   [[noreturn]] void _exit(int status) override;
 
@@ -277,6 +286,8 @@ class Board final : public sys::Backend {
   size_t calls_ = 0;
   std::map<int, struct sigaction> handlers_;
   std::map<std::string, std::string> mounts_;
+  struct Listing;
+  std::map<DIR*, std::unique_ptr<Listing>> listings_;
   std::string console_;
   size_t console_pos_ = 0;
   bool console_scripted_ = false;

@@ -61,6 +61,7 @@ std::unique_ptr<Board> make_default_board() {
   add_i2c_devices(*board);
   add_spi_devices(*board);
   add_mii_devices(*board);
+  add_date_chip(*board, 25, 11, 7);
   add_perf_counters(*board);
   return board;
 }

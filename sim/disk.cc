@@ -97,6 +97,21 @@ int AtaDisk::ioctl(OpenFile& f, unsigned long request, void* arg) {
       return answers_hdio ? taskfile(f, buf) : -EINVAL;
     case tav::SG_IO:
       return answers_sg ? sg_io(f, arg) : -EINVAL;
+    case tav::HDIO_GET_IDENTITY:
+      // The kernel hands the words over as the disk sent them.
+      if (!answers_hdio) return -EINVAL;
+      memcpy(arg, identify.data(), identify.size());
+      return 0;
+    case tav::BLKGETSIZE: {
+      if (!answers_size) return -ENOTTY;
+      unsigned long sectors = static_cast<unsigned long>(size_bytes / 512);
+      memcpy(arg, &sectors, sizeof sectors);
+      return 0;
+    }
+    case tav::BLKGETSIZE64:
+      if (!answers_size) return -ENOTTY;
+      memcpy(arg, &size_bytes, sizeof size_bytes);
+      return 0;
     default:
       return -ENOTTY;
   }

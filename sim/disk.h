@@ -36,6 +36,8 @@ class AtaDisk final : public Device {
   int flushes = 0;
   uint8_t sg_status_byte = 1;   // first data byte of an SG_IO RETURN STATUS
   uint16_t sg_host_status = 0;  // a SCSI host state to report on every SG_IO
+  uint64_t size_bytes = 2000398934016ull;  // what the block layer reports
+  bool answers_size = true;
   bool answers_hdio = true;
   bool answers_sg = true;
   std::array<uint8_t, 80> key_area{};   // last key-area parameter block

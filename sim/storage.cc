@@ -4,6 +4,8 @@
 
 #include <cstring>
 
+#include "i2c.h"
+
 namespace sim {
 
 bool StorageController::present(int port) {
@@ -113,6 +115,17 @@ ssize_t TextFile::read(OpenFile& f, void* buf, size_t n) {
   memcpy(buf, text_.data() + f.pos, k);
   f.pos += static_cast<off_t>(k);
   return static_cast<ssize_t>(k);
+}
+
+void add_date_chip(Board& board, uint8_t yy, uint8_t mm, uint8_t dd) {
+  auto bus = std::dynamic_pointer_cast<I2cBus>(board.device("/dev/i2c-0"));
+  if (bus == nullptr) return;
+  auto chip = std::make_shared<I2cChip>(1);
+  chip->regs()[0] = yy;
+  chip->regs()[1] = mm;
+  chip->regs()[2] = dd;
+  std::lock_guard<std::mutex> lock(bus->chips().mu);
+  bus->chips().at[0x6c] = chip;
 }
 
 std::shared_ptr<StorageController> add_storage(Board& board) {

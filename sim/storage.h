@@ -78,6 +78,9 @@ class TextFile final : public Device {
   std::string text_;
 };
 
+// The version date chip at 0x6c on I2C bus 0; plain reads return yy, mm, dd.
+void add_date_chip(Board& board, uint8_t yy, uint8_t mm, uint8_t dd);
+
 // Registers the controller's nodes on board; ports 0 and 1 hold disks.
 std::shared_ptr<StorageController> add_storage(Board& board);
 

@@ -12,6 +12,7 @@ const TestItem kFactoryItems[] = {
     {"cpld", 1, cpld_report, "CPLD信息"},
     {"alarm", 1, alarm_test, "报警输入输出测试"},
     {"buzzer", 1, buzzer_test, "蜂鸣器测试"},
+    {"disk_scan", 1, disk_scan, "硬盘扫描检测"},
     {"sata_port", 1, sata_port, "SATA端口信息"},
     {"disk_power", 2, disk_power, "硬盘上下电测试"},
     {"harddisk_info_test", 2, harddisk_info_test, "硬盘信息与SMART"},

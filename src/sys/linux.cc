@@ -97,6 +97,10 @@ class LinuxBackend final : public Backend {
     return ::mount(map_device_path(src), target, type, flags, data);
   }
   int umount(const char* target) override { return ::umount(target); }
+  int access(const char* path, int mode) override { return ::access(map_device_path(path), mode); }
+  DIR* opendir(const char* path) override { return ::opendir(path); }
+  struct dirent* readdir(DIR* dir) override { return ::readdir(dir); }
+  int closedir(DIR* dir) override { return ::closedir(dir); }
   [[noreturn]] void exit(int status) override { ::exit(status); }
   [[noreturn]] void _exit(int status) override { ::_exit(status); }
 };

@@ -3,6 +3,7 @@
 // through here, so the simulated board can stand in for the real one.
 #pragma once
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/ioctl.h>
@@ -53,6 +54,10 @@ class Backend {
   virtual int mount(const char* src, const char* target, const char* type, unsigned long flags,
                     const void* data) = 0;
   virtual int umount(const char* target) = 0;
+  virtual int access(const char* path, int mode) = 0;
+  virtual DIR* opendir(const char* path) = 0;
+  virtual struct dirent* readdir(DIR* dir) = 0;
+  virtual int closedir(DIR* dir) = 0;
   [[noreturn]] virtual void exit(int status) = 0;
   // Ends the process without exit handlers or stdio flushing, as a signal
   // handler may.
@@ -116,6 +121,10 @@ inline int mount(const char* src, const char* target, const char* type, unsigned
   return backend().mount(src, target, type, flags, data);
 }
 inline int umount(const char* target) { return backend().umount(target); }
+inline int access(const char* path, int mode) { return backend().access(path, mode); }
+inline DIR* opendir(const char* path) { return backend().opendir(path); }
+inline struct dirent* readdir(DIR* dir) { return backend().readdir(dir); }
+inline int closedir(DIR* dir) { return backend().closedir(dir); }
 [[noreturn]] inline void exit(int status) {
   backend().exit(status);
   __builtin_unreachable();

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "items/io/tavio.h"
 #include "sys/sys.h"
 
 namespace tav {
@@ -338,5 +339,38 @@ int sg_data_out(int fd, uint8_t* cdb, void* data, uint32_t length, uint32_t flag
 }
 
 void ata_debug_print(const char*, ...) {}
+
+int get_hdisk_exception(const char* path, uint8_t* record) {
+  if (path == nullptr || record == nullptr) {
+    printf("%s is NULL\n", path == nullptr ? "device name" : "HDISK_EXC struct");
+    return -1;
+  }
+  // /dev/sd followed by one letter: the letter names the disk.
+  const int64_t index = strlen(path) > 7 ? static_cast<int64_t>(path[7] - 'a') : 0;
+  if (index > 7) {
+    printf("bad device name: %s\n", path);
+    return -1;
+  }
+  auto* buf = static_cast<uint8_t*>(calloc(1, sizeof(HdiskExcBuffer)));
+  if (buf == nullptr) {
+    puts("malloc buffer failed");
+    return -1;
+  }
+  int fd = sys::open(kTavioPath, O_RDWR);
+  if (fd < 0) {
+    puts("open /dev/tavio failed");
+    free(buf);
+    return -1;
+  }
+  memcpy(buf, &index, sizeof index);
+  int rc = sys::ioctl(fd, TAVIO_GET_HDISK_EXC, buf);
+  if (rc < 0)
+    printf("get hard drive exceptions, return %d\n", rc);  // and the record stays as it was
+  else
+    memcpy(record, buf + kHdiskExcRecordOffset, kHdiskExcRecordSize);
+  sys::close(fd);
+  free(buf);
+  return 0;
+}
 
 }  // namespace tav

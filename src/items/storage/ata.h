@@ -12,6 +12,9 @@ constexpr unsigned long HDIO_DRIVE_TASKFILE = 0x031D;
 constexpr unsigned long HDIO_DRIVE_TASK = 0x031E;
 constexpr unsigned long HDIO_DRIVE_CMD = 0x031F;
 constexpr unsigned long SG_IO = 0x2285;
+constexpr unsigned long HDIO_GET_IDENTITY = 0x030D;
+constexpr unsigned long BLKGETSIZE = 0x1260;        // sectors of 512 bytes
+constexpr unsigned long BLKGETSIZE64 = 0x80081272;  // bytes
 
 // Command codes of both dispatchers.
 enum AtaCmd : int {
@@ -108,5 +111,7 @@ int disable_smart(const char* path);
 int get_identify_result(const char* path, void* buffer);
 int SetAtaKeyArea(const char* path, const uint8_t* first_half, const uint8_t* second_half, uint8_t slot);
 void ata_debug_print(const char* format, ...);
+// The IO control device's 128-byte exception record of /dev/sd<letter>.
+int get_hdisk_exception(const char* path, uint8_t* record);
 
 }  // namespace tav
