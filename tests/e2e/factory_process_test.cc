@@ -200,6 +200,27 @@ TEST_F(FactoryProcess, ItemsThroughLinksOnTheSimulatedBoard) {
   EXPECT_NE(p.out.find("VELMO UID:     UID0123456789ABCDEFGHI\n"), std::string::npos);
 }
 
+TEST_F(FactoryProcess, StorageItemsThroughLinksOnTheSimulatedBoard) {
+  link("sata_port", "tav_factory_sim");
+  link("hdbuffer", "tav_factory_sim");
+  link("harddisk_info_test", "tav_factory_sim");
+  Proc p = start("sata_port", {});
+  EXPECT_EQ(p.status, 0);
+  EXPECT_TRUE(starts_with(p.out, "\033[0;32mSTOR_CMD_SCAN_DONE test OK.\033[m\n")) << p.out;
+  EXPECT_TRUE(ends_with(p.out, "硬盘信息输出完毕,请对照/proc/tavata/sataport0!!!\n"));
+  p = start("hdbuffer", {"-c", "3"});
+  EXPECT_EQ(p.status, 0);
+  EXPECT_EQ(p.out, "");
+  EXPECT_TRUE(starts_with(p.err, "\nUsage: hdbuffer -i index -c cmd -s size(M)\n"));
+  p = start("tav_factory_sim", {"hdbuffer", "-i", "sda", "-c", "1", "-s", "32"});
+  EXPECT_EQ(p.out, "set hdd [sda] success，buffer size is 32 \n");
+  // The device name is answered on standard input.
+  p = start("harddisk_info_test", {}, "/dev/sdb\n");
+  EXPECT_EQ(p.status, 0);
+  EXPECT_NE(p.out.find("SerialNumber(SN)     WD-TAV0000002       \n"), std::string::npos) << p.out;
+  EXPECT_NE(p.out.find("c2  Power temperature"), std::string::npos);
+}
+
 // The menu's key reader on a real terminal: the program switches it raw,
 // echoes the keys itself, and restores the settings.
 TEST_F(FactoryProcess, MenuOnAPseudoTerminal) {
