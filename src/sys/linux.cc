@@ -134,6 +134,15 @@ int usleep(useconds_t usec) {
   return sys::nanosleep(&req, nullptr);
 }
 
+int set_handler(int sig, void (*handler)(int)) {
+  struct sigaction sa;
+  memset(&sa, 0, sizeof sa);
+  sa.sa_handler = handler;
+  sa.sa_flags = SA_RESTART;
+  sigemptyset(&sa.sa_mask);
+  return sys::sigaction(sig, &sa, nullptr);
+}
+
 time_t time(time_t* out) {
   struct timespec ts = {0, 0};
   if (sys::clock_gettime(CLOCK_REALTIME, &ts) != 0) return static_cast<time_t>(-1);

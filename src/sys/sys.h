@@ -138,6 +138,8 @@ inline int closedir(DIR* dir) { return backend().closedir(dir); }
 unsigned sleep(unsigned seconds);
 int usleep(useconds_t usec);
 time_t time(time_t* out);
+// A plain handler for sig, restarting interrupted calls.
+int set_handler(int sig, void (*handler)(int));
 
 // Device-path remapping of the Linux backend: one PATH=REPLACEMENT per line in
 // the file named by this variable. Read once, on the first open.

@@ -174,15 +174,6 @@ void stop(int) {
   sys::_exit(0);
 }
 
-int install(int sig, void (*handler)(int)) {
-  struct sigaction sa;
-  memset(&sa, 0, sizeof sa);
-  sa.sa_handler = handler;
-  sa.sa_flags = SA_RESTART;
-  sigemptyset(&sa.sa_mask);
-  return sys::sigaction(sig, &sa, nullptr);
-}
-
 int release(bool timer) {
   if (timer) sys::timer_delete(g_ddrs.timer);
   sys::munmap(g_ddrs.area, kAreaSize);
@@ -212,7 +203,7 @@ int hiddrs(int argc, char** argv) {
   }
   for (int i = 0; i < kBlocks; ++i)
     g_ddrs.block[i] = static_cast<volatile uint8_t*>(g_ddrs.area) + kBlockOffset + 0x1000 * i;
-  if (install(SIGUSR1, sample) != 0) {
+  if (sys::set_handler(SIGUSR1, sample) != 0) {
     puts("ddr statistic install signal failed.");
     return release(false);
   }
@@ -245,7 +236,7 @@ int hiddrs(int argc, char** argv) {
     return release(true);
   }
   puts("===== ddr statistic =====");
-  if (install(SIGINT, stop) != 0) {
+  if (sys::set_handler(SIGINT, stop) != 0) {
     puts("ddr statistic catch SIGINT signal failed.");
     return release(true);
   }

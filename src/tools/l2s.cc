@@ -63,15 +63,6 @@ void stop(int) {
   sys::_exit(0);
 }
 
-int install(int sig, void (*handler)(int)) {
-  struct sigaction sa;
-  memset(&sa, 0, sizeof sa);
-  sa.sa_handler = handler;
-  sa.sa_flags = SA_RESTART;
-  sigemptyset(&sa.sa_mask);
-  return sys::sigaction(sig, &sa, nullptr);
-}
-
 int release(bool timer) {
   if (timer) sys::timer_delete(g_l2s.timer);
   sys::munmap(const_cast<uint8_t*>(g_l2s.page), kPageSize);
@@ -101,7 +92,7 @@ int hil2s(int argc, char** argv) {
     return -1;
   }
   g_l2s.page = static_cast<volatile uint8_t*>(page);
-  if (install(SIGUSR1, sample) != 0) {
+  if (sys::set_handler(SIGUSR1, sample) != 0) {
     puts("cache statistic install signal failed.");
     return release(false);
   }
@@ -127,7 +118,7 @@ int hil2s(int argc, char** argv) {
   preset();
   puts("===== L2 cache statistic =====");
   printf("%s %10s %8s %8s\n", "L2 dr", "L2 dw", "L1 i", "L1 d");
-  if (install(SIGINT, stop) != 0) {
+  if (sys::set_handler(SIGINT, stop) != 0) {
     puts("cache statistic catch SIGINT signal failed.");
     return release(true);
   }
