@@ -57,23 +57,20 @@ class RowWriter {
   char buf_[64 * 1024];
 };
 
-// "%0*x": at least min_digits hexadecimal digits.
-char* put_hex(char* out, uint64_t value, int min_digits) {
-  if (value < 0x100000 && min_digits == 5) {
-    out[0] = kHex[value >> 16];
-    memcpy(out + 1, kTables.pair[(value >> 8) & 0xFF], 2);
-    memcpy(out + 3, kTables.pair[value & 0xFF], 2);
-    return out + 5;
-  }
-  char tmp[16];
-  int n = 0;
-  do {
-    tmp[n++] = kHex[value & 0xF];
-    value >>= 4;
-  } while (value != 0);
-  while (n < min_digits) tmp[n++] = '0';
-  while (n > 0) *out++ = tmp[--n];
-  return out;
+// "%0*x" of a 32-bit offset: at least min_digits hexadecimal digits. Called
+// once a row, so it works in digit pairs rather than a digit at a time.
+char* put_hex(char* out, uint32_t value, int min_digits) {
+  // The eight digits sit at [8, 16); one fixed-size copy moves the wanted
+  // ones, and what it carries past them is overwritten by the rest of the row.
+  char all[24] = {};
+  memcpy(all + 8, kTables.pair[value >> 24], 2);
+  memcpy(all + 10, kTables.pair[(value >> 16) & 0xFF], 2);
+  memcpy(all + 12, kTables.pair[(value >> 8) & 0xFF], 2);
+  memcpy(all + 14, kTables.pair[value & 0xFF], 2);
+  int digits = value == 0 ? 1 : (32 - __builtin_clz(value) + 3) / 4;
+  if (digits < min_digits) digits = min_digits;
+  memcpy(out, all + 16 - digits, 8);
+  return out + digits;
 }
 
 char* put_hex8(char* out, uint32_t v) {
