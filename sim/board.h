@@ -47,6 +47,7 @@ enum class Call {
   Pause,
   Mount,
   Umount,
+  Sched,
 };
 const char* call_name(Call c);
 
@@ -147,6 +148,11 @@ class Clock {
   void set_driver_here();
   // A model may run an action when time passes (counters that tick).
   void on_advance(std::function<void(uint64_t now_ns)> fn);
+  // Time the calling thread spends inside a device transfer. Only that
+  // thread's own clock reads see it, so concurrent threads each time their
+  // own transfers without waiting for one another or for the driving thread.
+  void spend_here(uint64_t ns);
+  uint64_t spent_here() const;
 
  private:
   struct Timer {
@@ -170,6 +176,7 @@ class Clock {
   std::vector<std::function<void(uint64_t)>> tickers_;
   int next_timer_ = 1;
   std::thread::id driver_;
+  const uint64_t id_;  // tells this clock's per-thread time from an older board's
 };
 
 struct Fault {
@@ -238,6 +245,9 @@ class Board final : public sys::Backend {
   int mount(const char* src, const char* target, const char* type, unsigned long flags,
             const void* data) override;
   int umount(const char* target) override;
+  int sched_setaffinity(pid_t pid, size_t size, const cpu_set_t* mask) override;
+  int sched_getaffinity(pid_t pid, size_t size, cpu_set_t* mask) override;
+  int sched_setscheduler(pid_t pid, int policy, const struct sched_param* param) override;
   [[noreturn]] void exit(int status) override;
 
   // Runs the handler a tool installed for sig, as the kernel would.
@@ -270,6 +280,7 @@ class Board final : public sys::Backend {
   size_t calls_ = 0;
   std::map<int, struct sigaction> handlers_;
   std::map<std::string, std::string> mounts_;
+  std::map<std::thread::id, cpu_set_t> affinity_;
   std::string console_;
   size_t console_pos_ = 0;
   bool console_scripted_ = false;

@@ -1,5 +1,6 @@
 #include "devices.h"
 
+#include "block.h"
 #include "disk.h"
 
 #include <errno.h>
@@ -49,6 +50,7 @@ std::unique_ptr<Board> make_default_board() {
   board->add("/dev/mem", std::make_shared<MemDevice>(board->mem()));
   board->add("/dev/sda", std::make_shared<AtaDisk>("TAV HD2000 2TB", "WD-TAV0000001", "01.01A01"));
   board->add("/dev/sdb", std::make_shared<AtaDisk>("TAV HD4000 4TB", "WD-TAV0000002", "01.01A02"));
+  board->add("/dev/sdc", std::make_shared<BlockDevice>(board->clock(), uint64_t{2} << 40));
   return board;
 }
 

@@ -97,6 +97,15 @@ class LinuxBackend final : public Backend {
     return ::mount(map_device_path(src), target, type, flags, data);
   }
   int umount(const char* target) override { return ::umount(target); }
+  int sched_setaffinity(pid_t pid, size_t size, const cpu_set_t* mask) override {
+    return ::sched_setaffinity(pid, size, mask);
+  }
+  int sched_getaffinity(pid_t pid, size_t size, cpu_set_t* mask) override {
+    return ::sched_getaffinity(pid, size, mask);
+  }
+  int sched_setscheduler(pid_t pid, int policy, const struct sched_param* param) override {
+    return ::sched_setscheduler(pid, policy, param);
+  }
   [[noreturn]] void exit(int status) override { ::exit(status); }
 };
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <fcntl.h>
+#include <sched.h>
 #include <signal.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
@@ -53,6 +54,10 @@ class Backend {
   virtual int mount(const char* src, const char* target, const char* type, unsigned long flags,
                     const void* data) = 0;
   virtual int umount(const char* target) = 0;
+  // pid 0 is the calling thread, as for the kernel's calls.
+  virtual int sched_setaffinity(pid_t pid, size_t size, const cpu_set_t* mask) = 0;
+  virtual int sched_getaffinity(pid_t pid, size_t size, cpu_set_t* mask) = 0;
+  virtual int sched_setscheduler(pid_t pid, int policy, const struct sched_param* param) = 0;
   [[noreturn]] virtual void exit(int status) = 0;
 
  protected:
@@ -113,6 +118,15 @@ inline int mount(const char* src, const char* target, const char* type, unsigned
   return backend().mount(src, target, type, flags, data);
 }
 inline int umount(const char* target) { return backend().umount(target); }
+inline int sched_setaffinity(pid_t pid, size_t size, const cpu_set_t* mask) {
+  return backend().sched_setaffinity(pid, size, mask);
+}
+inline int sched_getaffinity(pid_t pid, size_t size, cpu_set_t* mask) {
+  return backend().sched_getaffinity(pid, size, mask);
+}
+inline int sched_setscheduler(pid_t pid, int policy, const struct sched_param* param) {
+  return backend().sched_setscheduler(pid, policy, param);
+}
 [[noreturn]] inline void exit(int status) {
   backend().exit(status);
   __builtin_unreachable();
