@@ -4,8 +4,12 @@
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdint>
+#include <cstdio>
+#include <cstring>
 
 #include "harness.h"
 #include "items/storage/blkdev.h"
@@ -362,6 +366,80 @@ TEST(DiskSpeed, IntegerAndMicroPartsWrapIn64Bits) {
       },
       &out, &err);
   EXPECT_EQ(out, "get_integer, 226, ERROR !\nget_demical, 237, ERROR !\n");
+}
+
+// On a real block device: a loop device over a sparse 2 GiB file, through the
+// Linux backend, where the machine lets the test attach one.
+class DiskPerfLoop : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    sys::set_backend(nullptr);
+    if (geteuid() != 0) GTEST_SKIP() << "attaching a loop device needs root";
+    if (!shell("losetup -f 2>/dev/null").size()) GTEST_SKIP() << "no free loop device (losetup -f)";
+    char name[] = "/var/tmp/tavloopXXXXXX";
+    int fd = mkstemp(name);
+    ASSERT_GE(fd, 0);
+    file_ = name;
+    ASSERT_EQ(ftruncate(fd, off_t{2} << 30), 0);
+    ::close(fd);
+    dev_ = shell("losetup -f --show " + file_ + " 2>/dev/null");
+    if (dev_.empty()) GTEST_SKIP() << "losetup could not attach " << file_ << " here";
+  }
+  void TearDown() override {
+    if (!dev_.empty()) shell("losetup -d " + dev_);
+    if (!file_.empty()) unlink(file_.c_str());
+  }
+  // First line of what a command prints.
+  static std::string shell(const std::string& cmd) {
+    std::string line;
+    FILE* p = popen(cmd.c_str(), "r");
+    if (p == nullptr) return line;
+    char buf[256];
+    if (fgets(buf, sizeof buf, p) != nullptr) line = buf;
+    pclose(p);
+    line.erase(line.find_last_not_of("\n") + 1);
+    return line;
+  }
+  std::string file_;
+  std::string dev_;
+};
+
+TEST_F(DiskPerfLoop, BufferedAndDirectReadersAndWritersOnALoopDevice) {
+  for (const char* mode : {"B", "D"}) {
+    std::vector<std::string> words = {"disk_perf", dev_, mode, "1", "1", "1M", "8"};
+    std::vector<char*> argv;
+    for (auto& w : words) argv.push_back(&w[0]);
+    argv.push_back(nullptr);
+    std::string out, err;
+    int rc = -100;
+    tavtest::run_capture([&] { rc = tav::disk_perf(7, argv.data()); }, &out, &err);
+    EXPECT_EQ(rc, 0) << out;
+    EXPECT_EQ(err, "");
+    std::string before = header(mode[0] == 'D' ? "DIO" : "BIO", 1, 1, 1048576, 8) + capacity(dev_.c_str(), 2048, 2);
+    ASSERT_GE(out.size(), before.size());
+    EXPECT_EQ(out.substr(0, before.size()), before);
+    for (const std::string& part :
+         {read_offset(0, 0), write_offset(0, 1), std::string("\033[0;32m[Read thread   0] Complete.\n\033[0m Min_speed="),
+          std::string("\033[0;31m[Write thread   0] Complete.\n\033[0m Min_speed="), std::string(" r_avg_speed=")})
+      EXPECT_NE(out.find(part), std::string::npos) << part << "\n" << out;
+    size_t first = out.find("total_size = 8388608\n");
+    ASSERT_NE(first, std::string::npos);
+    EXPECT_NE(out.find("total_size = 8388608\n", first + 1), std::string::npos);
+    // Both sums are there, in order, and are real speeds.
+    size_t r = out.find("\033[0;34mRead_Avg_speed(sum)  = ");
+    size_t w = out.find("\033[0;34mWrite_Avg_speed(sum) = ");
+    ASSERT_NE(r, std::string::npos);
+    ASSERT_NE(w, std::string::npos);
+    EXPECT_LT(r, w);
+    unsigned long long ri = 0, rm = 0, wi = 0, wm = 0;
+    EXPECT_EQ(sscanf(out.c_str() + r, "\033[0;34mRead_Avg_speed(sum)  = %llu.%6lluM/s", &ri, &rm), 2);
+    EXPECT_EQ(sscanf(out.c_str() + w, "\033[0;34mWrite_Avg_speed(sum) = %llu.%6lluM/s", &wi, &wm), 2);
+    EXPECT_GT(ri * 1000000 + rm, 0u);
+    EXPECT_GT(wi * 1000000 + wm, 0u);
+    EXPECT_LT(ri, 1000000u);
+    std::string after = "M/s\033[0m\n\n" + std::string(kEnd);
+    EXPECT_EQ(out.substr(out.size() - after.size()), after);
+  }
 }
 
 }  // namespace
