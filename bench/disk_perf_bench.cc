@@ -19,8 +19,10 @@ namespace {
 
 constexpr long kFileGB = 4;
 constexpr const char* kBlock = "1M";
-constexpr long kBlockCount = 256;  // 256 MiB per thread
-constexpr int kRounds = 5;
+// MiB per thread and rounds, unless given as arguments: enough that fio's
+// millisecond run times do not blur its figure.
+long g_block_count = 1024;
+int g_rounds = 5;
 
 struct Config {
   const char* mode;
@@ -67,7 +69,7 @@ double sum_after(const std::string& out, const char* label) {
 
 Speeds run_disk_perf(const std::string& dev, const Config& c) {
   std::string words[] = {"disk_perf", dev, c.mode, std::to_string(c.readers), std::to_string(c.writers), kBlock,
-                         std::to_string(kBlockCount)};
+                         std::to_string(g_block_count)};
   char* argv[8];
   for (int i = 0; i < 7; ++i) argv[i] = &words[i][0];
   argv[7] = nullptr;
@@ -91,10 +93,11 @@ Speeds run_disk_perf(const std::string& dev, const Config& c) {
 }
 
 // fio with one job per disk_perf thread, at the same offsets, pinned to the
-// same CPU and under the same real-time policy.
+// same CPU and under the same real-time policy; no access-pattern hint, as
+// disk_perf gives none.
 Speeds run_fio(const std::string& dev, const Config& c, long range_gb) {
   std::string cmd = "chrt -r 80 fio --output-format=terse --terse-version=3 --thread --ioengine=sync --filename=" +
-                    dev + " --bs=" + kBlock + " --size=" + std::to_string(kBlockCount) + "M --direct=" +
+                    dev + " --bs=" + kBlock + " --size=" + std::to_string(g_block_count) + "M --fadvise_hint=0 --direct=" +
                     (c.mode[0] == 'D' ? "1" : "0");
   for (int i = 0; i < std::max(c.readers, c.writers); ++i) {
     std::string cpu = std::to_string(i % 4);
@@ -128,9 +131,28 @@ double median(std::vector<double> v) {
   return v[v.size() / 2];
 }
 
+// Each round's two runs are neighbours in time, so the ratio of a pair is
+// steadier than the ratio of the medians on a shared machine.
+void report(const char* mode, const char* threads, const char* dir, const std::vector<double>& ours,
+            const std::vector<double>& fio) {
+  std::vector<double> ratios;
+  for (size_t i = 0; i < ours.size(); ++i)
+    if (fio[i] > 0) ratios.push_back(ours[i] / fio[i]);
+  if (ratios.empty()) ratios.push_back(0);
+  printf("%-4s %-7s %-5s %10.1f %10.1f %7.3f %7.3f..%.3f\n", mode[0] == 'D' ? "DIO" : "BIO", threads, dir,
+         median(ours), median(fio), median(ratios), *std::min_element(ratios.begin(), ratios.end()),
+         *std::max_element(ratios.begin(), ratios.end()));
+}
+
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
+  if (argc > 1) g_block_count = atol(argv[1]);
+  if (argc > 2) g_rounds = atoi(argv[2]);
+  if (g_block_count <= 0 || g_rounds <= 0) {
+    puts("usage: disk_perf_bench [MiB_per_thread [rounds]]");
+    return 1;
+  }
   if (geteuid() != 0) {
     puts("disk_perf_bench: skipped, attaching a loop device needs root");
     return 0;
@@ -154,17 +176,29 @@ int main() {
   }
   bool dropped = drop_caches();
   printf("loop device %s over a %ld GiB sparse file in /dev/shm; %s x %ld per thread; median of %d rounds%s\n",
-         dev.c_str(), kFileGB, kBlock, kBlockCount, kRounds,
+         dev.c_str(), kFileGB, kBlock, g_block_count, g_rounds,
          dropped ? ", page cache dropped before every run" : " (page cache could not be dropped)");
-  printf("%-4s %-7s %-5s %12s %12s %7s\n", "mode", "threads", "dir", "disk_perf", "fio", "ratio");
+  printf("MiB/s, medians; ratio = disk_perf / fio, median and range of the rounds' pairs\n");
+  printf("%-4s %-7s %-5s %10s %10s %7s %s\n", "mode", "threads", "dir", "disk_perf", "fio", "ratio", "range");
   for (const auto& c : kConfigs) {
     long range_gb = kFileGB / std::max(c.readers, c.writers);
     std::vector<double> ours_r, ours_w, fio_r, fio_w;
-    for (int round = 0; round < kRounds; ++round) {
-      drop_caches();
-      Speeds a = run_disk_perf(dev, c);
-      drop_caches();
-      Speeds b = run_fio(dev, c, range_gb);
+    // An untimed pass first, so that both tools find the backing pages already
+    // allocated; then the order alternates so neither always goes first.
+    run_disk_perf(dev, c);
+    for (int round = 0; round < g_rounds; ++round) {
+      Speeds a, b;
+      if (round % 2 == 0) {
+        drop_caches();
+        a = run_disk_perf(dev, c);
+        drop_caches();
+        b = run_fio(dev, c, range_gb);
+      } else {
+        drop_caches();
+        b = run_fio(dev, c, range_gb);
+        drop_caches();
+        a = run_disk_perf(dev, c);
+      }
       ours_r.push_back(a.read);
       ours_w.push_back(a.write);
       fio_r.push_back(b.read);
@@ -172,16 +206,8 @@ int main() {
     }
     char threads[16];
     snprintf(threads, sizeof threads, "%dr%dw", c.readers, c.writers);
-    if (c.readers > 0) {
-      double x = median(ours_r), y = median(fio_r);
-      printf("%-4s %-7s %-5s %10.1f/s %10.1f/s %7.3f\n", c.mode[0] == 'D' ? "DIO" : "BIO", threads, "read", x, y,
-             y > 0 ? x / y : 0.0);
-    }
-    if (c.writers > 0) {
-      double x = median(ours_w), y = median(fio_w);
-      printf("%-4s %-7s %-5s %10.1f/s %10.1f/s %7.3f\n", c.mode[0] == 'D' ? "DIO" : "BIO", threads, "write", x, y,
-             y > 0 ? x / y : 0.0);
-    }
+    if (c.readers > 0) report(c.mode, threads, "read", ours_r, fio_r);
+    if (c.writers > 0) report(c.mode, threads, "write", ours_w, fio_w);
     fflush(stdout);
   }
   first_line("losetup -d " + dev);
