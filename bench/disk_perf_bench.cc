@@ -34,7 +34,7 @@ constexpr Config kConfigs[] = {
 };
 
 struct Speeds {
-  double read = 0;   // MiB/s, summed over threads
+  double read = 0;  // MiB/s, summed over threads
   double write = 0;
   // fio only: the same from its mean time per call, which is how disk_perf
   // counts (time inside the calls, not between them).
@@ -66,13 +66,17 @@ bool drop_caches() {
 double sum_after(const std::string& out, const char* label) {
   size_t at = out.find(label);
   unsigned long long integer = 0, micro = 0;
-  if (at == std::string::npos || sscanf(out.c_str() + at + strlen(label), "%llu.%llu", &integer, &micro) != 2)
-    return 0;
+  if (at == std::string::npos || sscanf(out.c_str() + at + strlen(label), "%llu.%llu", &integer, &micro) != 2) return 0;
   return static_cast<double>(integer) + static_cast<double>(micro) / 1e6;
 }
 
 Speeds run_disk_perf(const std::string& dev, const Config& c) {
-  std::string words[] = {"disk_perf", dev, c.mode, std::to_string(c.readers), std::to_string(c.writers), kBlock,
+  std::string words[] = {"disk_perf",
+                         dev,
+                         c.mode,
+                         std::to_string(c.readers),
+                         std::to_string(c.writers),
+                         kBlock,
                          std::to_string(g_block_count)};
   char* argv[8];
   for (int i = 0; i < 7; ++i) argv[i] = &words[i][0];
@@ -100,17 +104,18 @@ Speeds run_disk_perf(const std::string& dev, const Config& c) {
 // same CPU and under the same real-time policy; no access-pattern hint, as
 // disk_perf gives none.
 Speeds run_fio(const std::string& dev, const Config& c, long range_gb) {
-  std::string cmd = "chrt -r 80 fio --output-format=terse --terse-version=3 --thread --ioengine=sync --filename=" +
-                    dev + " --bs=" + kBlock + " --size=" + std::to_string(g_block_count) + "M --fadvise_hint=0 --direct=" +
-                    (c.mode[0] == 'D' ? "1" : "0");
+  std::string cmd =
+      "chrt -r 80 fio --output-format=terse --terse-version=3 --thread --ioengine=sync --filename=" + dev +
+      " --bs=" + kBlock + " --size=" + std::to_string(g_block_count) +
+      "M --fadvise_hint=0 --direct=" + (c.mode[0] == 'D' ? "1" : "0");
   for (int i = 0; i < std::max(c.readers, c.writers); ++i) {
     std::string cpu = std::to_string(i % 4);
     if (i < c.readers)
       cmd += " --name=r" + std::to_string(i) + " --rw=read --offset=" + std::to_string(i * range_gb) +
              "G --cpus_allowed=" + cpu;
     if (i < c.writers)
-      cmd += " --name=w" + std::to_string(i) + " --rw=write --offset=" +
-             std::to_string(range_gb / 2 + i * range_gb) + "G --cpus_allowed=" + cpu;
+      cmd += " --name=w" + std::to_string(i) + " --rw=write --offset=" + std::to_string(range_gb / 2 + i * range_gb) +
+             "G --cpus_allowed=" + cpu;
   }
   Speeds s;
   FILE* p = popen((cmd + " 2>/dev/null").c_str(), "r");
@@ -192,8 +197,9 @@ int main(int argc, char** argv) {
   printf("loop device %s over a %ld GiB sparse file in /dev/shm; %s x %ld per thread; median of %d rounds%s\n",
          dev.c_str(), kFileGB, kBlock, g_block_count, g_rounds,
          dropped ? ", page cache dropped before every run" : " (page cache could not be dropped)");
-  printf("MiB/s, medians; ratio = disk_perf / fio, median and range of the rounds' pairs;\n"
-         "fio/call = fio's figure from its mean time per call, disk_perf's way of counting\n");
+  printf(
+      "MiB/s, medians; ratio = disk_perf / fio, median and range of the rounds' pairs;\n"
+      "fio/call = fio's figure from its mean time per call, disk_perf's way of counting\n");
   printf("%-4s %-7s %-5s %10s %10s %7s %-16s %10s %7s\n", "mode", "threads", "dir", "disk_perf", "fio", "ratio",
          "range", "fio/call", "ratio");
   for (const auto& c : kConfigs) {

@@ -54,9 +54,8 @@ off_t BlockDevice::lseek(OpenFile& f, off_t off, int whence) {
 }
 
 ssize_t BlockDevice::transfer(OpenFile& f, const void* buf, size_t n, bool writing) {
-  if ((f.flags & O_DIRECT) &&
-      (n % tav::kBlkSectorSize || f.pos % static_cast<off_t>(tav::kBlkSectorSize) ||
-       reinterpret_cast<uintptr_t>(buf) % tav::kBlkSectorSize))
+  if ((f.flags & O_DIRECT) && (n % tav::kBlkSectorSize || f.pos % static_cast<off_t>(tav::kBlkSectorSize) ||
+                               reinterpret_cast<uintptr_t>(buf) % tav::kBlkSectorSize))
     return -EINVAL;
   uint64_t pos = static_cast<uint64_t>(f.pos);
   if (pos >= bytes_) return writing ? -ENOSPC : 0;

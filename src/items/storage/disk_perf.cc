@@ -49,8 +49,10 @@ uint64_t parse_size(const char* text) {
   char* end = nullptr;
   uint64_t v = strtoull(text, &end, 10);
   int suffix = *end & ~0x20;
-  if (suffix == 'K') v <<= 10;
-  else if (suffix == 'M') v <<= 20;
+  if (suffix == 'K')
+    v <<= 10;
+  else if (suffix == 'M')
+    v <<= 20;
   return v;
 }
 

@@ -3,7 +3,6 @@
 #include "items/storage/disk_perf.h"
 
 #include <gtest/gtest.h>
-
 #include <unistd.h>
 
 #include <algorithm>
@@ -53,8 +52,7 @@ std::string write_offset(int index, long gb) {
   return buf;
 }
 
-std::string complete(bool writing, int index, const std::string& min, const std::string& max,
-                     const std::string& avg) {
+std::string complete(bool writing, int index, const std::string& min, const std::string& max, const std::string& avg) {
   char buf[512];
   snprintf(buf, sizeof buf,
            "\033[0;3%cm[%s thread %3d] Complete.\n\033[0m Min_speed=%sM/s, \n Max_speed=%sM/s,\n Avg_speed=%sM/s\n\n",
@@ -85,8 +83,7 @@ void expect_threads_between(const std::string& out, const std::string& before, c
   ASSERT_GE(out.size(), before.size() + after.size()) << out;
   EXPECT_EQ(out.substr(0, before.size()), before);
   EXPECT_EQ(out.substr(out.size() - after.size()), after);
-  EXPECT_EQ(sorted_lines(out.substr(before.size(), out.size() - before.size() - after.size())),
-            sorted_lines(threads));
+  EXPECT_EQ(sorted_lines(out.substr(before.size(), out.size() - before.size() - after.size())), sorted_lines(threads));
 }
 
 class DiskPerf : public tavtest::BoardTest {
@@ -236,13 +233,12 @@ TEST_F(DiskPerf, WritersStartHalfARegionInAndReportTheReadSumSoFar) {
     out.replace(at, out.find('\n', at) - at, " r_avg_speed=?");
   std::string each = "total_size = 2097152\n";
   std::string speed = "400.000000";
-  expect_threads_between(
-      out, header("BIO", 2, 2, 1048576, 2) + capacity("/dev/sdc", 2097152, 1024),
-      read_offset(0, 0) + read_offset(1, 1024) + write_offset(0, 512) + write_offset(1, 1536) + each + each + each +
-          each + complete(false, 0, speed, speed, speed) + complete(false, 1, speed, speed, speed) +
-          " r_avg_speed=?\n\n r_avg_speed=?\n\n" + complete(true, 0, speed, speed, speed) +
-          complete(true, 1, speed, speed, speed),
-      read_sum("800.000000") + write_sum("800.000000") + kEnd);
+  expect_threads_between(out, header("BIO", 2, 2, 1048576, 2) + capacity("/dev/sdc", 2097152, 1024),
+                         read_offset(0, 0) + read_offset(1, 1024) + write_offset(0, 512) + write_offset(1, 1536) +
+                             each + each + each + each + complete(false, 0, speed, speed, speed) +
+                             complete(false, 1, speed, speed, speed) + " r_avg_speed=?\n\n r_avg_speed=?\n\n" +
+                             complete(true, 0, speed, speed, speed) + complete(true, 1, speed, speed, speed),
+                         read_sum("800.000000") + write_sum("800.000000") + kEnd);
   EXPECT_EQ(disk_->bytes_written(), 4u << 20);
   EXPECT_EQ(r.open_descriptors, 0u);
 }
@@ -255,8 +251,7 @@ TEST_F(DiskPerf, NoBlocksGiveErrorLinesAndAllOnesSpeeds) {
   EXPECT_EQ(r.out, header("BIO", 1, 0, 1048576, 0) + capacity("/dev/sdc", 2097152, 2048) + read_offset(0, 0) +
                        "get_integer, 226, ERROR !\ntotal_size = 0\nget_demical, 237, ERROR !\n"
                        "get_integer, 226, ERROR !\nget_demical, 237, ERROR !\n" +
-                       complete(false, 0, kAllOnes, "0.000000", kAllOnes) +
-                       read_sum("18446744073708.551615") + kEnd);
+                       complete(false, 0, kAllOnes, "0.000000", kAllOnes) + read_sum("18446744073708.551615") + kEnd);
 }
 
 TEST_F(DiskPerf, ASmallDiskGetsTwentyTwoGigabyteRegions) {
@@ -419,7 +414,8 @@ TEST_F(DiskPerfLoop, BufferedAndDirectReadersAndWritersOnALoopDevice) {
     ASSERT_GE(out.size(), before.size());
     EXPECT_EQ(out.substr(0, before.size()), before);
     for (const std::string& part :
-         {read_offset(0, 0), write_offset(0, 1), std::string("\033[0;32m[Read thread   0] Complete.\n\033[0m Min_speed="),
+         {read_offset(0, 0), write_offset(0, 1),
+          std::string("\033[0;32m[Read thread   0] Complete.\n\033[0m Min_speed="),
           std::string("\033[0;31m[Write thread   0] Complete.\n\033[0m Min_speed="), std::string(" r_avg_speed=")})
       EXPECT_NE(out.find(part), std::string::npos) << part << "\n" << out;
     size_t first = out.find("total_size = 8388608\n");
