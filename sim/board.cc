@@ -821,8 +821,9 @@ int Board::umount(const char* target) {
   return 0;
 }
 
-// Scheduling requests are logged and succeed; a thread reads back the CPU
-// set it last gave itself (every CPU of a four-core board before that).
+// Scheduling requests are logged (a mask's first word and size, or the policy
+// and priority) and succeed; a thread reads back the CPU set it last gave
+// itself (every CPU of a four-core board before that).
 int Board::sched_setaffinity(pid_t pid, size_t size, const cpu_set_t* mask) {
   uint64_t first = 0;
   if (mask != nullptr) memcpy(&first, mask, std::min(size, sizeof first));
