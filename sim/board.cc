@@ -4,6 +4,7 @@
 #include <sys/mman.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -15,7 +16,7 @@ const char* call_name(Call c) {
       "any",      "open",      "close",  "read",   "write",    "lseek",    "ioctl",
       "fsync",    "mmap",      "munmap", "socket", "tcgetattr", "tcsetattr", "tcflush",
       "select",   "symlink",   "readlink", "unlink", "sleep",  "clock",    "timer",
-      "sigaction", "raise",    "pause",  "mount",  "umount", "access", "opendir", "readdir", "closedir",
+      "sigaction", "raise",    "pause",  "mount",  "umount", "access", "opendir", "readdir", "closedir", "sched",
   };
   return names[static_cast<int>(c)];
 }
@@ -111,9 +112,25 @@ struct timespec to_ts(uint64_t ns) {
 }
 }  // namespace
 
+namespace {
+std::atomic<uint64_t> g_clocks{0};
+struct Spent {
+  uint64_t clock_id = 0;
+  uint64_t ns = 0;
+};
+thread_local Spent t_spent;
+}  // namespace
+
 Clock::Clock(Board& board)
     : board_(board), now_ns_(kNsPerSec), realtime_base_ns_(kDefaultRealtime - kNsPerSec),
-      driver_(std::this_thread::get_id()) {}
+      driver_(std::this_thread::get_id()), id_(++g_clocks) {}
+
+void Clock::spend_here(uint64_t ns) {
+  if (t_spent.clock_id != id_) t_spent = Spent{id_, 0};
+  t_spent.ns += ns;
+}
+
+uint64_t Clock::spent_here() const { return t_spent.clock_id == id_ ? t_spent.ns : 0; }
 
 uint64_t Clock::now_ns() const {
   std::lock_guard<std::mutex> lock(mu_);
@@ -727,7 +744,7 @@ int Board::nanosleep(const struct timespec* req, struct timespec* rem) {
 
 int Board::clock_gettime(clockid_t clock, struct timespec* ts) {
   if (int err = enter(Call::Clock, "", static_cast<unsigned long>(clock), 0, nullptr)) return fail_with(err);
-  uint64_t now = clock_.now_ns();
+  uint64_t now = clock_.now_ns() + clock_.spent_here();
   if (clock == CLOCK_REALTIME || clock == CLOCK_REALTIME_COARSE) now += clock_.realtime_base_ns();
   *ts = to_ts(now);
   return 0;
@@ -904,6 +921,45 @@ int Board::closedir(DIR* dir) {
   }
   int rc = ::closedir(dir);
   return err ? fail_with(err) : rc;
+// Scheduling requests are logged (a mask's first word and size, or the policy
+// and priority) and succeed; a thread reads back the CPU set it last gave
+// itself (every CPU of a four-core board before that).
+int Board::sched_setaffinity(pid_t pid, size_t size, const cpu_set_t* mask) {
+  uint64_t first = 0;
+  if (mask != nullptr) memcpy(&first, mask, std::min(size, sizeof first));
+  if (int err = enter(Call::Sched, "setaffinity", first, size, nullptr)) return fail_with(err);
+  if (mask == nullptr || pid != 0) return fail_with(mask == nullptr ? EFAULT : ESRCH);
+  cpu_set_t set;
+  CPU_ZERO(&set);
+  memcpy(&set, mask, std::min(size, sizeof set));
+  std::lock_guard<std::recursive_mutex> lock(mu_);
+  affinity_[std::this_thread::get_id()] = set;
+  return 0;
+}
+
+int Board::sched_getaffinity(pid_t pid, size_t size, cpu_set_t* mask) {
+  if (int err = enter(Call::Sched, "getaffinity", 0, size, nullptr)) return fail_with(err);
+  if (mask == nullptr || pid != 0) return fail_with(mask == nullptr ? EFAULT : ESRCH);
+  cpu_set_t set;
+  CPU_ZERO(&set);
+  for (int cpu = 0; cpu < 4; ++cpu) CPU_SET(cpu, &set);
+  {
+    std::lock_guard<std::recursive_mutex> lock(mu_);
+    auto it = affinity_.find(std::this_thread::get_id());
+    if (it != affinity_.end()) set = it->second;
+  }
+  memset(mask, 0, size);
+  memcpy(mask, &set, std::min(size, sizeof set));
+  return 0;
+}
+
+int Board::sched_setscheduler(pid_t pid, int policy, const struct sched_param* param) {
+  int prio = param != nullptr ? param->sched_priority : -1;
+  if (int err = enter(Call::Sched, "setscheduler", static_cast<unsigned long>(policy),
+                      static_cast<uint64_t>(prio), nullptr))
+    return fail_with(err);
+  if (param == nullptr || pid != 0) return fail_with(param == nullptr ? EINVAL : ESRCH);
+  return 0;
 }
 
 void Board::exit(int status) {

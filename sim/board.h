@@ -51,6 +51,7 @@ enum class Call {
   Opendir,
   Readdir,
   Closedir,
+  Sched,
 };
 const char* call_name(Call c);
 
@@ -155,6 +156,11 @@ class Clock {
   void set_driver_here();
   // A model may run an action when time passes (counters that tick).
   void on_advance(std::function<void(uint64_t now_ns)> fn);
+  // Time the calling thread spends inside a device transfer. Only that
+  // thread's own clock reads see it, so concurrent threads each time their
+  // own transfers without waiting for one another or for the driving thread.
+  void spend_here(uint64_t ns);
+  uint64_t spent_here() const;
 
  private:
   struct Timer {
@@ -180,6 +186,7 @@ class Clock {
   std::vector<std::function<void(uint64_t)>> tickers_;
   int next_timer_ = 1;
   std::thread::id driver_;
+  const uint64_t id_;  // tells this clock's per-thread time from an older board's
 };
 
 struct Fault {
@@ -253,6 +260,9 @@ class Board final : public sys::Backend {
   DIR* opendir(const char* path) override;
   struct dirent* readdir(DIR* dir) override;
   int closedir(DIR* dir) override;
+  int sched_setaffinity(pid_t pid, size_t size, const cpu_set_t* mask) override;
+  int sched_getaffinity(pid_t pid, size_t size, cpu_set_t* mask) override;
+  int sched_setscheduler(pid_t pid, int policy, const struct sched_param* param) override;
   [[noreturn]] void exit(int status) override;
   [[noreturn]] void _exit(int status) override;
 
@@ -288,6 +298,7 @@ class Board final : public sys::Backend {
   std::map<std::string, std::string> mounts_;
   struct Listing;
   std::map<DIR*, std::unique_ptr<Listing>> listings_;
+  std::map<std::thread::id, cpu_set_t> affinity_;
   std::string console_;
   size_t console_pos_ = 0;
   bool console_scripted_ = false;

@@ -1,5 +1,6 @@
 #include "devices.h"
 
+#include "block.h"
 #include "disk.h"
 #include "storage.h"
 
@@ -63,6 +64,7 @@ std::unique_ptr<Board> make_default_board() {
   add_mii_devices(*board);
   add_date_chip(*board, 25, 11, 7);
   add_perf_counters(*board);
+  board->add("/dev/sdc", std::make_shared<BlockDevice>(board->clock(), uint64_t{2} << 40));
   return board;
 }
 

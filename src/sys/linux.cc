@@ -101,6 +101,15 @@ class LinuxBackend final : public Backend {
   DIR* opendir(const char* path) override { return ::opendir(path); }
   struct dirent* readdir(DIR* dir) override { return ::readdir(dir); }
   int closedir(DIR* dir) override { return ::closedir(dir); }
+  int sched_setaffinity(pid_t pid, size_t size, const cpu_set_t* mask) override {
+    return ::sched_setaffinity(pid, size, mask);
+  }
+  int sched_getaffinity(pid_t pid, size_t size, cpu_set_t* mask) override {
+    return ::sched_getaffinity(pid, size, mask);
+  }
+  int sched_setscheduler(pid_t pid, int policy, const struct sched_param* param) override {
+    return ::sched_setscheduler(pid, policy, param);
+  }
   [[noreturn]] void exit(int status) override { ::exit(status); }
   [[noreturn]] void _exit(int status) override { ::_exit(status); }
 };

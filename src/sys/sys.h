@@ -5,6 +5,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sched.h>
 #include <signal.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
@@ -58,6 +59,10 @@ class Backend {
   virtual DIR* opendir(const char* path) = 0;
   virtual struct dirent* readdir(DIR* dir) = 0;
   virtual int closedir(DIR* dir) = 0;
+  // pid 0 is the calling thread, as for the kernel's calls.
+  virtual int sched_setaffinity(pid_t pid, size_t size, const cpu_set_t* mask) = 0;
+  virtual int sched_getaffinity(pid_t pid, size_t size, cpu_set_t* mask) = 0;
+  virtual int sched_setscheduler(pid_t pid, int policy, const struct sched_param* param) = 0;
   [[noreturn]] virtual void exit(int status) = 0;
   // Ends the process without exit handlers or stdio flushing, as a signal
   // handler may.
@@ -125,6 +130,15 @@ inline int access(const char* path, int mode) { return backend().access(path, mo
 inline DIR* opendir(const char* path) { return backend().opendir(path); }
 inline struct dirent* readdir(DIR* dir) { return backend().readdir(dir); }
 inline int closedir(DIR* dir) { return backend().closedir(dir); }
+inline int sched_setaffinity(pid_t pid, size_t size, const cpu_set_t* mask) {
+  return backend().sched_setaffinity(pid, size, mask);
+}
+inline int sched_getaffinity(pid_t pid, size_t size, cpu_set_t* mask) {
+  return backend().sched_getaffinity(pid, size, mask);
+}
+inline int sched_setscheduler(pid_t pid, int policy, const struct sched_param* param) {
+  return backend().sched_setscheduler(pid, policy, param);
+}
 [[noreturn]] inline void exit(int status) {
   backend().exit(status);
   __builtin_unreachable();

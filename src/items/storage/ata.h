@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "items/storage/blkdev.h"
+
 namespace tav {
 
 // Driver requests, numbered as the kernel's block and SCSI generic drivers number them.
@@ -13,8 +15,6 @@ constexpr unsigned long HDIO_DRIVE_TASK = 0x031E;
 constexpr unsigned long HDIO_DRIVE_CMD = 0x031F;
 constexpr unsigned long SG_IO = 0x2285;
 constexpr unsigned long HDIO_GET_IDENTITY = 0x030D;
-constexpr unsigned long BLKGETSIZE = 0x1260;        // sectors of 512 bytes
-constexpr unsigned long BLKGETSIZE64 = 0x80081272;  // bytes
 
 // Command codes of both dispatchers.
 enum AtaCmd : int {

@@ -1,0 +1,240 @@
+// disk_perf beside fio on the same loop device, with the same threads, block
+// size, bytes per thread, regions and I/O mode, in the same run. The loop
+// device sits on a sparse file in /dev/shm so the figures measure the two
+// tools rather than a shared disk. Needs root and a free loop device.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "items/storage/disk_perf.h"
+#include "sys/sys.h"
+
+namespace {
+
+constexpr long kFileGB = 8;
+constexpr const char* kBlock = "1M";
+// MiB per thread and rounds, unless given as arguments: enough that fio's
+// millisecond run times do not blur its figure.
+long g_block_count = 2048;
+int g_rounds = 5;
+
+struct Config {
+  const char* mode;
+  int readers;
+  int writers;
+};
+constexpr Config kConfigs[] = {
+    {"B", 1, 0}, {"B", 0, 1}, {"B", 1, 1}, {"D", 1, 0}, {"D", 0, 1}, {"D", 1, 1},
+};
+
+struct Speeds {
+  double read = 0;  // MiB/s, summed over threads
+  double write = 0;
+  // fio only: the same from its mean time per call, which is how disk_perf
+  // counts (time inside the calls, not between them).
+  double read_calls = 0;
+  double write_calls = 0;
+};
+
+std::string first_line(const std::string& cmd) {
+  std::string line;
+  FILE* p = popen(cmd.c_str(), "r");
+  if (p == nullptr) return line;
+  char buf[512];
+  if (fgets(buf, sizeof buf, p) != nullptr) line = buf;
+  pclose(p);
+  line.erase(line.find_last_not_of('\n') + 1);
+  return line;
+}
+
+// Both tools start with nothing of the device in the page cache.
+bool drop_caches() {
+  sync();
+  int fd = open("/proc/sys/vm/drop_caches", O_WRONLY);
+  if (fd < 0) return false;
+  bool ok = write(fd, "3", 1) == 1;
+  close(fd);
+  return ok;
+}
+
+double sum_after(const std::string& out, const char* label) {
+  size_t at = out.find(label);
+  unsigned long long integer = 0, micro = 0;
+  if (at == std::string::npos || sscanf(out.c_str() + at + strlen(label), "%llu.%llu", &integer, &micro) != 2) return 0;
+  return static_cast<double>(integer) + static_cast<double>(micro) / 1e6;
+}
+
+Speeds run_disk_perf(const std::string& dev, const Config& c) {
+  std::string words[] = {"disk_perf",
+                         dev,
+                         c.mode,
+                         std::to_string(c.readers),
+                         std::to_string(c.writers),
+                         kBlock,
+                         std::to_string(g_block_count)};
+  char* argv[8];
+  for (int i = 0; i < 7; ++i) argv[i] = &words[i][0];
+  argv[7] = nullptr;
+  char name[] = "/tmp/disk_perf_benchXXXXXX";
+  int fd = mkstemp(name);
+  unlink(name);
+  fflush(stdout);
+  int saved = dup(1);
+  dup2(fd, 1);
+  tav::disk_perf(7, argv);
+  fflush(stdout);
+  dup2(saved, 1);
+  close(saved);
+  std::string out;
+  lseek(fd, 0, SEEK_SET);
+  char buf[4096];
+  ssize_t n;
+  while ((n = read(fd, buf, sizeof buf)) > 0) out.append(buf, static_cast<size_t>(n));
+  close(fd);
+  return Speeds{sum_after(out, "Read_Avg_speed(sum)  = "), sum_after(out, "Write_Avg_speed(sum) = ")};
+}
+
+// fio with one job per disk_perf thread, at the same offsets, pinned to the
+// same CPU and under the same real-time policy; no access-pattern hint, as
+// disk_perf gives none.
+Speeds run_fio(const std::string& dev, const Config& c, long range_gb) {
+  std::string cmd =
+      "chrt -r 80 fio --output-format=terse --terse-version=3 --thread --ioengine=sync --filename=" + dev +
+      " --bs=" + kBlock + " --size=" + std::to_string(g_block_count) +
+      "M --fadvise_hint=0 --direct=" + (c.mode[0] == 'D' ? "1" : "0");
+  for (int i = 0; i < std::max(c.readers, c.writers); ++i) {
+    std::string cpu = std::to_string(i % 4);
+    if (i < c.readers)
+      cmd += " --name=r" + std::to_string(i) + " --rw=read --offset=" + std::to_string(i * range_gb) +
+             "G --cpus_allowed=" + cpu;
+    if (i < c.writers)
+      cmd += " --name=w" + std::to_string(i) + " --rw=write --offset=" + std::to_string(range_gb / 2 + i * range_gb) +
+             "G --cpus_allowed=" + cpu;
+  }
+  Speeds s;
+  FILE* p = popen((cmd + " 2>/dev/null").c_str(), "r");
+  if (p == nullptr) return s;
+  char line[8192];
+  while (fgets(line, sizeof line, p) != nullptr) {
+    // Terse v3: fields 7 and 48 are the read and write bandwidths in KiB/s,
+    // 16 and 57 the mean read and write completion times in us.
+    constexpr double kBlockMiB = 1.0;
+    int field = 1;
+    for (char* f = line; f != nullptr; ++field) {
+      if (field == 7) s.read += atof(f) / 1024;
+      if (field == 48) s.write += atof(f) / 1024;
+      if (field == 16 && atof(f) > 0) s.read_calls += kBlockMiB * 1e6 / atof(f);
+      if (field == 57 && atof(f) > 0) s.write_calls += kBlockMiB * 1e6 / atof(f);
+      f = strchr(f, ';');
+      if (f != nullptr) ++f;
+    }
+  }
+  pclose(p);
+  return s;
+}
+
+double median(std::vector<double> v) {
+  std::sort(v.begin(), v.end());
+  return v[v.size() / 2];
+}
+
+// Each round's two runs are neighbours in time, so the ratio of a pair is
+// steadier than the ratio of the medians on a shared machine.
+std::vector<double> ratios(const std::vector<double>& ours, const std::vector<double>& fio) {
+  std::vector<double> r;
+  for (size_t i = 0; i < ours.size(); ++i)
+    if (fio[i] > 0) r.push_back(ours[i] / fio[i]);
+  if (r.empty()) r.push_back(0);
+  return r;
+}
+
+void report(const char* mode, const char* threads, const char* dir, const std::vector<double>& ours,
+            const std::vector<double>& fio, const std::vector<double>& fio_calls) {
+  auto by_bw = ratios(ours, fio);
+  auto by_calls = ratios(ours, fio_calls);
+  printf("%-4s %-7s %-5s %10.1f %10.1f %7.3f %7.3f..%-7.3f %10.1f %7.3f\n", mode[0] == 'D' ? "DIO" : "BIO", threads,
+         dir, median(ours), median(fio), median(by_bw), *std::min_element(by_bw.begin(), by_bw.end()),
+         *std::max_element(by_bw.begin(), by_bw.end()), median(fio_calls), median(by_calls));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc > 1) g_block_count = atol(argv[1]);
+  if (argc > 2) g_rounds = atoi(argv[2]);
+  if (g_block_count <= 0 || g_rounds <= 0) {
+    puts("usage: disk_perf_bench [MiB_per_thread [rounds]]");
+    return 1;
+  }
+  if (geteuid() != 0) {
+    puts("disk_perf_bench: skipped, attaching a loop device needs root");
+    return 0;
+  }
+  if (first_line("command -v fio").empty()) {
+    puts("disk_perf_bench: skipped, fio is not installed");
+    return 0;
+  }
+  char file[] = "/dev/shm/disk_perf_benchXXXXXX";
+  int fd = mkstemp(file);
+  if (fd < 0 || ftruncate(fd, static_cast<off_t>(kFileGB) << 30) != 0) {
+    puts("disk_perf_bench: skipped, no room for the backing file in /dev/shm");
+    return 0;
+  }
+  close(fd);
+  std::string dev = first_line(std::string("losetup -f --show ") + file + " 2>/dev/null");
+  if (dev.empty()) {
+    unlink(file);
+    puts("disk_perf_bench: skipped, no free loop device (losetup -f)");
+    return 0;
+  }
+  bool dropped = drop_caches();
+  printf("loop device %s over a %ld GiB sparse file in /dev/shm; %s x %ld per thread; median of %d rounds%s\n",
+         dev.c_str(), kFileGB, kBlock, g_block_count, g_rounds,
+         dropped ? ", page cache dropped before every run" : " (page cache could not be dropped)");
+  printf(
+      "MiB/s, medians; ratio = disk_perf / fio, median and range of the rounds' pairs;\n"
+      "fio/call = fio's figure from its mean time per call, disk_perf's way of counting\n");
+  printf("%-4s %-7s %-5s %10s %10s %7s %-16s %10s %7s\n", "mode", "threads", "dir", "disk_perf", "fio", "ratio",
+         "range", "fio/call", "ratio");
+  for (const auto& c : kConfigs) {
+    long range_gb = kFileGB / std::max(c.readers, c.writers);
+    std::vector<double> ours_r, ours_w, fio_r, fio_w, fio_rc, fio_wc;
+    // An untimed pass first, so that both tools find the backing pages already
+    // allocated; then the order alternates so neither always goes first.
+    run_disk_perf(dev, c);
+    for (int round = 0; round < g_rounds; ++round) {
+      Speeds a, b;
+      if (round % 2 == 0) {
+        drop_caches();
+        a = run_disk_perf(dev, c);
+        drop_caches();
+        b = run_fio(dev, c, range_gb);
+      } else {
+        drop_caches();
+        b = run_fio(dev, c, range_gb);
+        drop_caches();
+        a = run_disk_perf(dev, c);
+      }
+      ours_r.push_back(a.read);
+      ours_w.push_back(a.write);
+      fio_r.push_back(b.read);
+      fio_w.push_back(b.write);
+      fio_rc.push_back(b.read_calls);
+      fio_wc.push_back(b.write_calls);
+    }
+    char threads[16];
+    snprintf(threads, sizeof threads, "%dr%dw", c.readers, c.writers);
+    if (c.readers > 0) report(c.mode, threads, "read", ours_r, fio_r, fio_rc);
+    if (c.writers > 0) report(c.mode, threads, "write", ours_w, fio_w, fio_wc);
+    fflush(stdout);
+  }
+  first_line("losetup -d " + dev);
+  unlink(file);
+  return 0;
+}

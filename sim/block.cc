@@ -1,0 +1,102 @@
+#include "block.h"
+
+#include <errno.h>
+
+#include <chrono>
+#include <cstring>
+
+#include "items/storage/blkdev.h"
+
+namespace sim {
+
+namespace {
+struct BlockOpen {
+  bool transferred = false;
+};
+}  // namespace
+
+BlockDevice::BlockDevice(Clock& clock, uint64_t bytes, uint64_t bytes_per_second)
+    : clock_(clock), bytes_(bytes), rate_(bytes_per_second) {}
+
+void BlockDevice::set_rate(uint64_t bytes_per_second) {
+  std::lock_guard<std::mutex> lock(mu_);
+  rate_ = bytes_per_second;
+}
+
+void BlockDevice::hold_first_transfers(int n) {
+  std::lock_guard<std::mutex> lock(mu_);
+  gate_ = n;
+  arrived_ = 0;
+}
+
+uint64_t BlockDevice::bytes_read() const {
+  std::lock_guard<std::mutex> lock(mu_);
+  return read_;
+}
+
+uint64_t BlockDevice::bytes_written() const {
+  std::lock_guard<std::mutex> lock(mu_);
+  return written_;
+}
+
+int BlockDevice::open(OpenFile& f) {
+  f.state = std::make_shared<BlockOpen>();
+  return 0;
+}
+
+off_t BlockDevice::lseek(OpenFile& f, off_t off, int whence) {
+  // Like the kernel's block devices: no position beyond the end.
+  off_t base = whence == SEEK_CUR ? f.pos : whence == SEEK_END ? size() : 0;
+  if (whence != SEEK_SET && whence != SEEK_CUR && whence != SEEK_END) return -EINVAL;
+  if (base + off < 0 || base + off > size()) return -EINVAL;
+  f.pos = base + off;
+  return f.pos;
+}
+
+ssize_t BlockDevice::transfer(OpenFile& f, const void* buf, size_t n, bool writing) {
+  if ((f.flags & O_DIRECT) && (n % tav::kBlkSectorSize || f.pos % static_cast<off_t>(tav::kBlkSectorSize) ||
+                               reinterpret_cast<uintptr_t>(buf) % tav::kBlkSectorSize))
+    return -EINVAL;
+  uint64_t pos = static_cast<uint64_t>(f.pos);
+  if (pos >= bytes_) return writing ? -ENOSPC : 0;
+  if (n > bytes_ - pos) n = static_cast<size_t>(bytes_ - pos);
+  auto* open = static_cast<BlockOpen*>(f.state.get());
+  std::unique_lock<std::mutex> lock(mu_);
+  if (!open->transferred) {
+    open->transferred = true;
+    ++arrived_;
+    gate_cv_.notify_all();
+    gate_cv_.wait_for(lock, std::chrono::seconds(30), [&] { return arrived_ >= gate_; });
+  }
+  (writing ? written_ : read_) += n;
+  uint64_t rate = rate_;
+  lock.unlock();
+  if (rate != 0) clock_.spend_here(static_cast<uint64_t>((static_cast<unsigned __int128>(n) * 1000000000u) / rate));
+  f.pos += static_cast<off_t>(n);
+  return static_cast<ssize_t>(n);
+}
+
+ssize_t BlockDevice::read(OpenFile& f, void* buf, size_t n) {
+  ssize_t rc = transfer(f, buf, n, false);
+  if (rc > 0) memset(buf, 0, static_cast<size_t>(rc));
+  return rc;
+}
+
+ssize_t BlockDevice::write(OpenFile& f, const void* buf, size_t n) { return transfer(f, buf, n, true); }
+
+int BlockDevice::ioctl(OpenFile&, unsigned long request, void* arg) {
+  if (arg == nullptr) return -EFAULT;
+  if (request == tav::BLKGETSIZE) {
+    unsigned long sectors = static_cast<unsigned long>(bytes_ / tav::kBlkSectorSize);
+    memcpy(arg, &sectors, sizeof sectors);
+    return 0;
+  }
+  if (request == tav::BLKGETSIZE64) {
+    uint64_t b = bytes_;
+    memcpy(arg, &b, sizeof b);
+    return 0;
+  }
+  return -ENOTTY;
+}
+
+}  // namespace sim

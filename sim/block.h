@@ -1,0 +1,55 @@
+// A block device node with a size: answers the capacity requests, seeks,
+// reads and writes. Data is not kept (reads give zeros, writes are counted),
+// so a 2 TiB disk costs nothing.
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+
+#include "board.h"
+
+namespace sim {
+
+class BlockDevice final : public Device {
+ public:
+  static constexpr uint64_t kDefaultRate = uint64_t{200} << 20;  // bytes per second
+
+  BlockDevice(Clock& clock, uint64_t bytes, uint64_t bytes_per_second = kDefaultRate);
+
+  // Each transfer costs its length at this rate, charged to the calling
+  // thread's own clock (Clock::spend_here): threads working side by side each
+  // see their own transfers take exactly that long, whatever the host does,
+  // and nobody waits on the virtual clock, so nothing can deadlock.
+  void set_rate(uint64_t bytes_per_second);
+  // The first transfer of each descriptor waits until n descriptors have
+  // made one, so a test knows n threads work side by side (none has finished
+  // before the last has started). A guard ends the wait after 30 s.
+  void hold_first_transfers(int n);
+
+  uint64_t bytes_read() const;
+  uint64_t bytes_written() const;
+
+  int open(OpenFile& f) override;
+  ssize_t read(OpenFile& f, void* buf, size_t n) override;
+  ssize_t write(OpenFile& f, const void* buf, size_t n) override;
+  off_t lseek(OpenFile& f, off_t off, int whence) override;
+  off_t size() override { return static_cast<off_t>(bytes_); }
+  int ioctl(OpenFile& f, unsigned long request, void* arg) override;
+
+ private:
+  // Checks a transfer, clips it at the end, waits at the gate and charges its time.
+  ssize_t transfer(OpenFile& f, const void* buf, size_t n, bool writing);
+
+  Clock& clock_;
+  const uint64_t bytes_;
+  mutable std::mutex mu_;
+  std::condition_variable gate_cv_;
+  uint64_t rate_;
+  uint64_t read_ = 0;
+  uint64_t written_ = 0;
+  int gate_ = 0;     // descriptors to wait for
+  int arrived_ = 0;  // descriptors that made their first transfer
+};
+
+}  // namespace sim

@@ -1,0 +1,10 @@
+// Requests of the kernel's block layer that the storage items send to a disk node.
+#pragma once
+
+namespace tav {
+
+constexpr unsigned long BLKGETSIZE = 0x1260;        // capacity in 512-byte sectors, unsigned long
+constexpr unsigned long BLKGETSIZE64 = 0x80081272;  // capacity in bytes, 64-bit
+constexpr unsigned long kBlkSectorSize = 512;
+
+}  // namespace tav
