@@ -921,6 +921,8 @@ int Board::closedir(DIR* dir) {
   }
   int rc = ::closedir(dir);
   return err ? fail_with(err) : rc;
+}
+
 // Scheduling requests are logged (a mask's first word and size, or the policy
 // and priority) and succeed; a thread reads back the CPU set it last gave
 // itself (every CPU of a four-core board before that).

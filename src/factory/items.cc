@@ -1,5 +1,6 @@
 #include "factory/factory.h"
 #include "items/io/io_items.h"
+#include "items/storage/disk_perf.h"
 #include "items/storage/smart.h"
 #include "items/storage/storage_ctl.h"
 
@@ -16,6 +17,7 @@ const TestItem kFactoryItems[] = {
     {"sata_port", 1, sata_port, "SATA端口信息"},
     {"disk_power", 2, disk_power, "硬盘上下电测试"},
     {"harddisk_info_test", 2, harddisk_info_test, "硬盘信息与SMART"},
+    {"disk_perf", 2, disk_perf, "硬盘读写性能测试"},
     {"disk_unlock", 2, disk_unlock, "硬盘密码解锁测试"},
     {"hdbuffer", 2, hdbuffer, "硬盘缓存设置"},
     {nullptr, 0, nullptr, nullptr},
