@@ -1,8 +1,13 @@
 #include "harness.h"
 
 #include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
 #include <stdlib.h>
+#include <sys/wait.h>
 #include <unistd.h>
+
+#include <cstring>
 
 #include <cstdio>
 #include <fstream>
@@ -118,6 +123,72 @@ std::string read_file(const std::string& path) {
 void write_file(const std::string& path, const std::string& bytes) {
   std::ofstream f(path, std::ios::binary);
   f << bytes;
+}
+
+TempDir::TempDir() {
+  char tmpl[] = "/tmp/tavprocXXXXXX";
+  path_ = mkdtemp(tmpl);
+}
+
+TempDir::~TempDir() { EXPECT_EQ(system(("rm -rf '" + path_ + "'").c_str()), 0); }
+
+void TempDir::link(const std::string& name, const std::string& target) const {
+  EXPECT_EQ(::symlink(target.c_str(), (*this / name).c_str()), 0) << name;
+}
+
+int spawn(const TempDir& dir, const std::string& name, const std::vector<std::string>& args,
+          const std::vector<std::string>& env, int in, int out, int err) {
+  const std::string emulator = TAV_EMULATOR;
+  std::vector<std::string> words =
+      emulator.empty() ? std::vector<std::string>{name} : std::vector<std::string>{emulator, "-0", name, dir / name};
+  words.insert(words.end(), args.begin(), args.end());
+  std::vector<std::string> env_words = env;
+  std::vector<char*> argv, envp;
+  for (auto& w : words) argv.push_back(&w[0]);
+  for (auto& w : env_words) envp.push_back(&w[0]);
+  argv.push_back(nullptr);
+  envp.push_back(nullptr);
+  posix_spawn_file_actions_t fa;
+  posix_spawn_file_actions_init(&fa);
+  posix_spawn_file_actions_adddup2(&fa, in, 0);
+  posix_spawn_file_actions_adddup2(&fa, out, 1);
+  posix_spawn_file_actions_adddup2(&fa, err, 2);
+  posix_spawn_file_actions_addchdir_np(&fa, dir.path().c_str());
+  posix_spawnattr_t attr;
+  posix_spawnattr_init(&attr);
+  sigset_t all;
+  sigfillset(&all);
+  posix_spawnattr_setsigdefault(&attr, &all);
+  posix_spawnattr_setflags(&attr, POSIX_SPAWN_SETSIGDEF);
+  const std::string path = emulator.empty() ? dir / name : emulator;
+  pid_t pid = -1;
+  int rc = posix_spawn(&pid, path.c_str(), &fa, &attr, argv.data(), envp.data());
+  posix_spawn_file_actions_destroy(&fa);
+  posix_spawnattr_destroy(&attr);
+  EXPECT_EQ(rc, 0) << path << ": " << strerror(rc);
+  return rc == 0 ? pid : -1;
+}
+
+int wait_status(int pid) {
+  int st = 0;
+  if (pid < 0 || waitpid(pid, &st, 0) != pid) return -1;
+  return WIFEXITED(st) ? WEXITSTATUS(st) : 128 + WTERMSIG(st);
+}
+
+Proc run_process(const TempDir& dir, const std::string& name, const std::vector<std::string>& args,
+                 const std::vector<std::string>& env, const std::string& input) {
+  write_file(dir / ".in", input);
+  int in = ::open((dir / ".in").c_str(), O_RDONLY | O_CLOEXEC);
+  int out = ::open((dir / ".out").c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+  int err = ::open((dir / ".err").c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+  Proc p;
+  p.status = wait_status(spawn(dir, name, args, env, in, out, err));
+  ::close(in);
+  ::close(out);
+  ::close(err);
+  p.out = read_file(dir / ".out");
+  p.err = read_file(dir / ".err");
+  return p;
 }
 
 }  // namespace tavtest

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/types.h>
+
 #include <functional>
 #include <memory>
 #include <string>
@@ -47,5 +49,37 @@ class BoardTest : public ::testing::Test {
 
 std::string read_file(const std::string& path);
 void write_file(const std::string& path, const std::string& bytes);
+
+// A scratch directory for the real-process tests, removed with its contents.
+class TempDir {
+ public:
+  TempDir();
+  ~TempDir();
+  TempDir(const TempDir&) = delete;
+  TempDir& operator=(const TempDir&) = delete;
+  const std::string& path() const { return path_; }
+  std::string operator/(const std::string& name) const { return path_ + "/" + name; }
+  void link(const std::string& name, const std::string& target) const;
+
+ private:
+  std::string path_;
+};
+
+struct Proc {
+  int status = -1;
+  std::string out;
+  std::string err;
+};
+
+// Starts the program linked as dir/name under argv[0] name, from dir, with
+// only env in its environment, its standard streams on in/out/err and every
+// signal at its default (whatever the test runner blocks must not leak in).
+int spawn(const TempDir& dir, const std::string& name, const std::vector<std::string>& args,
+          const std::vector<std::string>& env, int in, int out, int err);
+// Its exit status, or 128 + the signal that ended it.
+int wait_status(int pid);
+// Runs it to the end with input on standard input.
+Proc run_process(const TempDir& dir, const std::string& name, const std::vector<std::string>& args,
+                 const std::vector<std::string>& env, const std::string& input = "");
 
 }  // namespace tavtest

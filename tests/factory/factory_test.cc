@@ -29,23 +29,9 @@ TEST(FactoryItems, TableInvariants) {
       EXPECT_NE(strncmp(later->name, it->name, strlen(it->name)), 0) << it->name << " hides " << later->name;
   }
   ASSERT_GE(rows, 5u);
-  const char* const first[] = {"watchdog", "bootparam", "cpld", "alarm", "buzzer"};
-  for (size_t i = 0; i < 5; ++i) EXPECT_STREQ(tav::kFactoryItems[i].name, first[i]);
-  EXPECT_EQ(tav::kFactoryItems[0].flag, 2u);
 }
 
 class Factory : public tavtest::BoardTest {};
-
-TEST_F(Factory, LinkNamesRunTheirItemWithTheRemainingArguments) {
-  sim::remove_alarm_plug(board());
-  const std::string verdict = "报警输入:16个, 报警输出:4个\n没有报警小板接入!\n报警测试失败!\n";
-  Outcome by_word = run(tav::factory_main, {"tav_factory", "alarm", "-alarm_board_necessary"});
-  Outcome by_link = run(tav::factory_main, {"/usr/bin/alarm", "-alarm_board_necessary"});
-  EXPECT_EQ(by_word.out, verdict);
-  EXPECT_EQ(by_link.out, verdict);
-  EXPECT_EQ(by_link.result, 0);
-  EXPECT_EQ(run(tav::factory_main, {"./cpld"}).out, run(tav::cpld_report, {"cpld"}).out);
-}
 
 TEST_F(Factory, UnknownLinkNamesAndUnbuiltItemsAreRefused) {
   struct Case {

@@ -1,4 +1,7 @@
-// The simulated board's own mechanisms: virtual time, signals, faults, the log.
+// The simulated board's virtual time, which every tool test leans on: sleeps
+// cost nothing, other threads wait for it, and a wait nothing can end is
+// reported instead of hanging the suite. (Timers, faults and the log are
+// checked through the tools that use them.)
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -11,10 +14,6 @@ namespace {
 
 class SimBoard : public tavtest::BoardTest {};
 
-std::atomic<int> g_ticks{0};
-void on_tick(int) { ++g_ticks; }
-void on_stop(int) { sys::exit(0); }
-
 TEST_F(SimBoard, SleepsAdvanceVirtualTimeAtOnce) {
   struct timespec a, b;
   sys::clock_gettime(CLOCK_MONOTONIC, &a);
@@ -23,33 +22,6 @@ TEST_F(SimBoard, SleepsAdvanceVirtualTimeAtOnce) {
   sys::clock_gettime(CLOCK_MONOTONIC, &b);
   EXPECT_EQ((b.tv_sec - a.tv_sec) * 1000000000L + (b.tv_nsec - a.tv_nsec), 3600250000000L);
   EXPECT_EQ(sys::time(nullptr), 1767225600 + 3600);
-}
-
-TEST_F(SimBoard, IntervalTimerDeliversAtItsVirtualTimesUntilSigint) {
-  struct sigaction sa = {};
-  sa.sa_handler = on_tick;
-  ASSERT_EQ(sys::sigaction(SIGUSR1, &sa, nullptr), 0);
-  sa.sa_handler = on_stop;
-  ASSERT_EQ(sys::sigaction(SIGINT, &sa, nullptr), 0);
-  struct sigevent sev = {};
-  sev.sigev_notify = SIGEV_SIGNAL;
-  sev.sigev_signo = SIGUSR1;
-  timer_t id;
-  ASSERT_EQ(sys::timer_create(CLOCK_REALTIME, &sev, &id), 0);
-  struct itimerspec its = {};
-  its.it_value.tv_nsec = 500000000;
-  its.it_interval.tv_nsec = 500000000;
-  ASSERT_EQ(sys::timer_settime(id, 0, &its, nullptr), 0);
-  board().clock().signal_at(board().clock().now_ns() + 2100000000ull, SIGINT);
-  g_ticks = 0;
-  int status = -1;
-  try {
-    for (;;) sys::pause();
-  } catch (const sim::ProcessExit& e) {
-    status = e.status;
-  }
-  EXPECT_EQ(status, 0);
-  EXPECT_EQ(g_ticks.load(), 4);
 }
 
 TEST_F(SimBoard, PauseWithNothingPendingIsReportedNotHung) {
@@ -80,45 +52,6 @@ TEST_F(SimBoard, OtherThreadsWaitForVirtualTime) {
   // on a little before the heartbeat gets to sleep again.
   EXPECT_GE(seconds, 30);
   EXPECT_LT(seconds, 100);
-}
-
-TEST_F(SimBoard, FaultsPickTheNthCallOfAKindOrEveryOne) {
-  board().fail({sim::Call::Open, "/dev/mem", 0, 2, ENXIO});
-  int a = sys::open("/dev/mem", O_RDWR);
-  int b = sys::open("/dev/mem", O_RDWR);
-  EXPECT_EQ(errno, ENXIO);
-  int c = sys::open("/dev/mem", O_RDWR);
-  EXPECT_GE(a, 0);
-  EXPECT_EQ(b, -1);
-  EXPECT_GE(c, 0);
-  board().fail({sim::Call::Read, "", 0, 0, -1, 3});  // every read is cut to three bytes
-  char buf[16];
-  EXPECT_EQ(sys::pread(a, buf, sizeof buf, 0x1000), 3);
-  EXPECT_EQ(board().open_descriptors(), 2u);
-  sys::close(a);
-  sys::close(c);
-  EXPECT_EQ(board().open_descriptors(), 0u);
-  EXPECT_EQ(sys::open("/dev/nothing", O_RDONLY), -1);
-  EXPECT_EQ(errno, ENOENT);
-}
-
-TEST_F(SimBoard, LogRecordsBytesSentToDevices) {
-  int fd = sys::open("/dev/mem", O_RDWR);
-  ASSERT_GE(fd, 0);
-  ASSERT_EQ(sys::pwrite(fd, "\x01\x02", 2, 0x2000), 2);
-  sys::close(fd);
-  auto writes = board().log_of(sim::Call::Write);
-  ASSERT_EQ(writes.size(), 1u);
-  EXPECT_EQ(writes[0].path, "/dev/mem");
-  EXPECT_EQ(writes[0].request, 0x2000u);
-  EXPECT_EQ(writes[0].bytes, (std::vector<uint8_t>{1, 2}));
-  EXPECT_EQ(board().mem().read16(0x2000), 0x0201);
-}
-
-TEST_F(SimBoard, ExitThrowsTheStatus) {
-  tavtest::Outcome r = run([](int, char**) -> int { sys::exit(-1); }, {"x"});
-  EXPECT_TRUE(r.exited);
-  EXPECT_EQ(r.status, 255);
 }
 
 }  // namespace

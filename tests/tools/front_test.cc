@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <cstring>
-#include <set>
 
 #include "harness.h"
 
@@ -49,20 +48,6 @@ class FrontEnd : public tavtest::BoardTest {
     return n < 0 ? "" : std::string(buf, static_cast<size_t>(n));
   }
 };
-
-TEST(BoardToolTable, SixteenUniqueRowsWithTheReleasedNames) {
-  std::set<std::string> seen;
-  size_t n = 0;
-  for (const auto* row = tav::kBoardTools; row->name != nullptr; ++row, ++n) {
-    ASSERT_LT(n, 16u);
-    EXPECT_STREQ(row->name, kNames[n]);
-    EXPECT_EQ(row->enabled, 1u);
-    EXPECT_TRUE(seen.insert(row->name).second) << row->name;
-    EXPECT_NE(row->description, nullptr);
-  }
-  EXPECT_EQ(n, 16u);
-  for (const char* spi : {"ssp_read", "ssp_write"}) EXPECT_EQ(tav::find_board_tool(spi, tav::kBoardTools), nullptr);
-}
 
 TEST_F(FrontEnd, HelpListingForEveryNonAction) {
   const std::vector<std::vector<std::string>> cases = {
@@ -169,15 +154,6 @@ TEST_F(FrontEnd, DispatchByExactBaseName) {
     EXPECT_EQ(r.out, c.out) << c.words[0];
   }
   EXPECT_EQ(tool({"himm", "0x1000"}).out, "\n====dump memory 0X1000====\n0x1000: 0x00000000\nNewValue:Input Error\n[END]\n");
-}
-
-TEST_F(FrontEnd, FailingToolPrintsDoErrroAndStillReturnsZero) {
-  board().fail({sim::Call::Mmap, "", 0, 0, ENOMEM});
-  board().set_console("");
-  Outcome r = tool({"himm", "0x1000"});
-  EXPECT_FALSE(r.exited);
-  EXPECT_EQ(r.result, 0);
-  EXPECT_EQ(r.out, "\n====dump memory 0X1000====\nmemmap():mmap @ 0x1000 error!\nmemmap failed!\n\ndo errro\n[END]\n");
 }
 
 }  // namespace

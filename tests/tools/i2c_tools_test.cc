@@ -123,17 +123,6 @@ TEST_F(I2cTools, EveryWidthPutsItsBytesOnTheWireAndPrintsTheValues) {
   }
 }
 
-TEST_F(I2cTools, WritesLandInTheRegisterFile) {
-  run(tav::i2c_write, {"i2c_write", "1", "0x56", "0x10", "0x1234", "2", "2"});
-  run(tav::i2c_send, {"i2c_send", "1", "0x50", "0x20", "0xAA", "0xBB"});
-  EXPECT_EQ(wide_->regs()[0x10], 0x12);
-  EXPECT_EQ(wide_->regs()[0x11], 0x34);
-  EXPECT_EQ(narrow_->regs()[0x20], 0xAA);
-  EXPECT_EQ(narrow_->regs()[0x21], 0xBB);
-  Outcome r = run(tav::i2c_read, {"i2c_read", "1", "0x56", "0x10", "0x10", "2", "2"});
-  EXPECT_NE(r.out.find("0x10: 0x1234\n"), std::string::npos);
-}
-
 struct TextCase {
   tavtest::Entry entry;
   std::vector<std::string> words;

@@ -13,6 +13,24 @@ namespace {
 
 using tavtest::Outcome;
 
+// The unused MAC rows of the CPLD record, MAC2 to MAC15, all zero.
+std::string zero_macs() {
+  std::string s;
+  for (int i = 2; i < 16; ++i) s += ("MAC" + std::to_string(i) + ":").append(i < 10 ? 11 : 10, ' ') + "0x0 \n";
+  return s;
+}
+
+// The sixteen addresses of the boot record, 00:1c:27:10:20:30 upwards.
+std::string mac_addresses() {
+  std::string s;
+  char line[64];
+  for (int i = 0; i < 16; ++i) {
+    snprintf(line, sizeof line, "macAddr:                  [%02d]00:1c:27:10:20:%02x\n", i, 0x30 + i);
+    s += line;
+  }
+  return s;
+}
+
 const std::string kCpldReport =
     "CPLD测试开始\n"
     "@start==============CPLD INFO================start@\n"
@@ -41,20 +59,7 @@ const std::string kCpldReport =
     "扩展属性:       0x0 \n"
     "MAC0:           0x1000\n"
     "MAC1:           0x1001\n"
-    "MAC2:           0x0 \n"
-    "MAC3:           0x0 \n"
-    "MAC4:           0x0 \n"
-    "MAC5:           0x0 \n"
-    "MAC6:           0x0 \n"
-    "MAC7:           0x0 \n"
-    "MAC8:           0x0 \n"
-    "MAC9:           0x0 \n"
-    "MAC10:          0x0 \n"
-    "MAC11:          0x0 \n"
-    "MAC12:          0x0 \n"
-    "MAC13:          0x0 \n"
-    "MAC14:          0x0 \n"
-    "MAC15:          0x0 \n"
+    + zero_macs() +
     "RTC属性:        0x1 \n"
     "报警输入属性:   0x100\n"
     "报警输出属性:   0x40\n"
@@ -125,22 +130,7 @@ const std::string kBootParamReport =
     "Feature.extendedIVS:      0xd \n"
     "Feature.extendedAlarmOut: 0xe \n"
     "Feature.IntellAlgor:      0xf \n"
-    "macAddr:                  [00]00:1c:27:10:20:30\n"
-    "macAddr:                  [01]00:1c:27:10:20:31\n"
-    "macAddr:                  [02]00:1c:27:10:20:32\n"
-    "macAddr:                  [03]00:1c:27:10:20:33\n"
-    "macAddr:                  [04]00:1c:27:10:20:34\n"
-    "macAddr:                  [05]00:1c:27:10:20:35\n"
-    "macAddr:                  [06]00:1c:27:10:20:36\n"
-    "macAddr:                  [07]00:1c:27:10:20:37\n"
-    "macAddr:                  [08]00:1c:27:10:20:38\n"
-    "macAddr:                  [09]00:1c:27:10:20:39\n"
-    "macAddr:                  [10]00:1c:27:10:20:3a\n"
-    "macAddr:                  [11]00:1c:27:10:20:3b\n"
-    "macAddr:                  [12]00:1c:27:10:20:3c\n"
-    "macAddr:                  [13]00:1c:27:10:20:3d\n"
-    "macAddr:                  [14]00:1c:27:10:20:3e\n"
-    "macAddr:                  [15]00:1c:27:10:20:3f\n"
+    + mac_addresses() +
     "App.rand_code:     K3X9QZ\n"
     "WIFI KEY:     wifi-key\n"
     "VELMO UID:     UID0123456789ABCDEFGHI\n"

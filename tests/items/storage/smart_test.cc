@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <set>
 
 #include "harness.h"
 #include "items/storage/ata.h"
@@ -31,19 +30,6 @@ class Smart : public tavtest::BoardTest {
   std::shared_ptr<sim::StorageController> ctl_;
   std::shared_ptr<sim::AtaDisk> disk_;
 };
-
-TEST(SmartNames, TableHoldsItsRowsInOrder) {
-  int rows = 0;
-  std::set<int> ids;
-  int last = 0;
-  for (const auto* r = tav::kSmartAttributeNames; r->id != 0; ++r, ++rows) {
-    EXPECT_GT(r->id, last);
-    last = r->id;
-    ids.insert(r->id);
-  }
-  EXPECT_EQ(rows, 44);
-  EXPECT_STREQ(tav::kSmartAttributeNames[16].name, "Power temperature");
-}
 
 TEST_F(Smart, StandbyPicksTheTransportByName) {
   board().add("/dev/sdi", std::make_shared<sim::AtaDisk>("NINTH", "S9", "F9"));

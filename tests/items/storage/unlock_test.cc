@@ -107,8 +107,6 @@ const char kBufferUsage[] =
     "               0:get buffer size\n               1:set buffer size\n               2:unset buffer size\n"
     "    -s         size\n    -h         help\n\n";
 
-TEST(BufferUsage, IsTheWholeText) { EXPECT_EQ(sizeof kBufferUsage - 1, 253u); }
-
 TEST_F(Unlock, HdbufferCommands) {
   struct Case {
     std::vector<std::string> words;
