@@ -10,6 +10,7 @@
 #include "spi.h"
 #include "tavio.h"
 #include "perf_counters.h"
+#include "peripherals.h"
 
 namespace sim {
 
@@ -63,6 +64,7 @@ std::unique_ptr<Board> make_default_board() {
   add_mii_devices(*board);
   add_date_chip(*board, 25, 11, 7);
   add_perf_counters(*board);
+  add_peripherals(*board);
   return board;
 }
 

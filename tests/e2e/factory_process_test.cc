@@ -154,12 +154,11 @@ TEST_F(FactoryProcess, InstallRunThroughLinksUninstall) {
   EXPECT_EQ(p.status, 0);
   EXPECT_EQ(p.out, "");
   struct stat st;
-  for (const char* name : {"bootparam", "cpld", "alarm", "buzzer"}) {
+  for (const char* name : {"watchdog", "bootparam", "cpld", "alarm", "buzzer", "gpio"}) {
     char target[64] = {};
     ASSERT_GT(readlink((dir_ + "/" + name).c_str(), target, sizeof target - 1), 0) << name;
     EXPECT_STREQ(target, "tav_factory");
   }
-  EXPECT_NE(lstat((dir_ + "/watchdog").c_str(), &st), 0);
   // No IO control device on the host: the item says so through its link.
   p = start("cpld", {});
   EXPECT_EQ(p.status, 0);
@@ -170,7 +169,7 @@ TEST_F(FactoryProcess, InstallRunThroughLinksUninstall) {
   EXPECT_EQ(p.out, install_failures());
   p = start("tav_factory", {"--unstall"});
   EXPECT_EQ(p.out, "");
-  for (const char* name : {"bootparam", "cpld", "alarm", "buzzer"})
+  for (const char* name : {"watchdog", "bootparam", "cpld", "alarm", "buzzer", "gpio"})
     EXPECT_NE(lstat((dir_ + "/" + name).c_str(), &st), 0) << name;
 }
 
@@ -198,6 +197,12 @@ TEST_F(FactoryProcess, ItemsThroughLinksOnTheSimulatedBoard) {
   EXPECT_EQ(p.out, "");
   p = start("tav_factory_sim", {"bootparam"});
   EXPECT_NE(p.out.find("VELMO UID:     UID0123456789ABCDEFGHI\n"), std::string::npos);
+  // Success is the board's reset, 29 seconds after the unfed watchdog's close.
+  link("watchdog", "tav_factory_sim");
+  p = start("watchdog", {});
+  EXPECT_EQ(p.status, 137);
+  EXPECT_TRUE(starts_with(p.out, "已喂狗1次\n")) << p.out;
+  EXPECT_TRUE(ends_with(p.out, "已过去27秒\n已过去28秒\n")) << p.out;
 }
 
 TEST_F(FactoryProcess, StorageItemsThroughLinksOnTheSimulatedBoard) {
