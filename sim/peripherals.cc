@@ -56,14 +56,8 @@ void RtcDevice::set_time(int64_t seconds) {
   since_ns_ = clock_.now_ns();
 }
 
-int64_t RtcDevice::time() const {
-  std::lock_guard<std::mutex> lock(mu_);
-  return now_ns() / kNs;
-}
-
 int RtcDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
   std::lock_guard<std::mutex> lock(mu_);
-  if (error != 0) return -error;
   switch (request) {
     case RTC_RD_TIME: {
       time_t secs = static_cast<time_t>(now_ns() / kNs);
@@ -122,7 +116,6 @@ ssize_t WatchdogDevice::write(OpenFile&, const void* buf, size_t n) {
 }
 
 void WatchdogDevice::ping_locked() {
-  ++pings;
   deadline_ns_ = clock_.now_ns() + static_cast<uint64_t>(timeout_s_) * kNs;
 }
 
@@ -153,6 +146,7 @@ int WatchdogDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
       if (seconds < 1 || seconds > 255) return -EINVAL;
       timeout_s_ = seconds;
       if (running_) ping_locked();
+      memcpy(arg, &timeout_s_, sizeof timeout_s_);  // the timeout now in force
       return 0;
     }
     default:
@@ -170,11 +164,6 @@ void WatchdogDevice::tick(uint64_t now_ns) {
     reset_ns = deadline_ns_;
   }
   throw ProcessExit{kBoardResetStatus};
-}
-
-bool WatchdogDevice::running() const {
-  std::lock_guard<std::mutex> lock(mu_);
-  return running_;
 }
 
 int WatchdogDevice::timeout_s() const {

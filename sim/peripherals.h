@@ -26,8 +26,6 @@ class RtcDevice final : public Device {
   void set_rate(unsigned per_mille);
   // Seconds since the epoch, UTC.
   void set_time(int64_t seconds);
-  int64_t time() const;
-  int error = 0;                   // a dead chip: every request fails with it
   std::vector<tav::RtcTime> sets;  // every time written
 
  private:
@@ -54,11 +52,9 @@ class WatchdogDevice final : public Device {
   // Called as time passes: throws ProcessExit{kBoardResetStatus} at a reset.
   void tick(uint64_t now_ns);
 
-  bool running() const;
   int timeout_s() const;
   int resets = 0;
   uint64_t reset_ns = 0;  // virtual time of the last reset
-  int pings = 0;
 
  private:
   void ping_locked();

@@ -85,7 +85,6 @@ TEST(Presence, JoystickKeyboardAmongTheHidrawNodes) {
       {"found, its node left open", tav::joystick_probe, [](sim::Board&) {}, head + present("/dev/hidraw1"), 0, 1},
       {"foreign devices only", tav::joystick_probe, plug({{0, mouse}, {8, on_bt}}), absent, 0, 0},
       {"past hidraw8 it is not looked for", tav::joystick_probe, plug({{9, key}}), absent, 0, 0},
-      {"no hidraw nodes", tav::joystick_probe, plug({}), absent, 0, 0},
       {"an unopenable node counts as the keyboard", tav::joystick_probe,
        [&](sim::Board& b) {
          plug({{3, mouse}, {5, key}})(b);
