@@ -1,16 +1,16 @@
 #include "devices.h"
 
-#include "block.h"
-#include "disk.h"
-#include "storage.h"
-
 #include <errno.h>
 
+#include "block.h"
+#include "disk.h"
 #include "i2c.h"
 #include "mii.h"
-#include "spi.h"
-#include "tavio.h"
 #include "perf_counters.h"
+#include "peripherals.h"
+#include "spi.h"
+#include "storage.h"
+#include "tavio.h"
 
 namespace sim {
 
@@ -65,6 +65,7 @@ std::unique_ptr<Board> make_default_board() {
   add_date_chip(*board, 25, 11, 7);
   add_perf_counters(*board);
   board->add("/dev/sdc", std::make_shared<BlockDevice>(board->clock(), uint64_t{2} << 40));
+  add_peripherals(*board);
   return board;
 }
 

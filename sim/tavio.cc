@@ -89,6 +89,8 @@ void record(OpenFile& f, const void* arg, size_t n) {
 TavioDevice::TavioDevice() {
   default_hw_info(hw_info);
   default_boot_param(boot_param);
+  // The PSE port-request lines (GPIO1_4 to GPIO1_7) idle high: nothing asks for power.
+  for (unsigned bit = 4; bit < 8; ++bit) gpio[gpio_word(1, bit, 0)] = 1;
 }
 
 uint64_t TavioDevice::alarm_inputs() const {

@@ -8,11 +8,19 @@ namespace tav {
 
 // No name may be a prefix of a later one: lookup takes the first prefix.
 const TestItem kFactoryItems[] = {
-    {"watchdog", 2, nullptr, "看门狗复位测试"},
+    {"watchdog", 2, watchdog_test, "看门狗复位测试"},
     {"bootparam", 1, bootparam_report, "bootparam信息"},
     {"cpld", 1, cpld_report, "CPLD信息"},
     {"alarm", 1, alarm_test, "报警输入输出测试"},
     {"buzzer", 1, buzzer_test, "蜂鸣器测试"},
+    {"rtc", 1, rtc_test, "RTC走时测试"},
+    {"hdmi", 1, hdmi_detect, "HDMI接入检测"},
+    {"vga", 1, vga_detect, "VGA接入检测"},
+    {"reset", 1, reset_detect, "复位键检测"},
+    {"joystick", 1, joystick_probe, "摇杆键盘探测"},
+    {"ir", 2, ir_test, "红外接收测试"},
+    {"gpio", 2, gpio_tool, "GPIO读写"},
+    {"pse", 2, pse_test, "模拟PSE供电测试"},
     {"disk_scan", 1, disk_scan, "硬盘扫描检测"},
     {"sata_port", 1, sata_port, "SATA端口信息"},
     {"disk_power", 2, disk_power, "硬盘上下电测试"},

@@ -60,12 +60,11 @@ TEST_F(FactoryProcess, install_run_through_links_and_uninstall) {
   EXPECT_EQ(p.status, 0);
   EXPECT_EQ(p.out, "");
   struct stat st;
-  for (const char* name : {"bootparam", "cpld", "alarm", "buzzer"}) {
+  for (const char* name : {"watchdog", "bootparam", "cpld", "alarm", "buzzer", "gpio"}) {
     char target[64] = {};
     ASSERT_GT(readlink((dir_ / name).c_str(), target, sizeof target - 1), 0) << name;
     EXPECT_STREQ(target, "tav_factory");
   }
-  EXPECT_NE(lstat((dir_ / "watchdog").c_str(), &st), 0);
   // No IO control device on the host: the item says so through its link.
   p = start("cpld", {});
   EXPECT_EQ(p.status, 0);
@@ -74,21 +73,21 @@ TEST_F(FactoryProcess, install_run_through_links_and_uninstall) {
   EXPECT_EQ(p.out, "设备 /dev/tavio 不存在.\n");
   // A second install fails on every existing link, one line each.
   p = start("tav_factory", {"-i"});
-  EXPECT_TRUE(starts_with(p.out, "install bootparam fail\ninstall cpld fail\n")) << p.out;
-  EXPECT_EQ(p.out.find("watchdog"), std::string::npos);
+  EXPECT_TRUE(starts_with(p.out, "install watchdog fail\ninstall bootparam fail\ninstall cpld fail\n")) << p.out;
   p = start("tav_factory", {"--unstall"});
   EXPECT_EQ(p.out, "");
-  for (const char* name : {"bootparam", "cpld", "alarm", "buzzer"})
+  for (const char* name : {"watchdog", "bootparam", "cpld", "alarm", "buzzer", "gpio"})
     EXPECT_NE(lstat((dir_ / name).c_str(), &st), 0) << name;
 }
 
 TEST_F(FactoryProcess, io_and_storage_items_through_links_on_the_simulated_board) {
-  for (const char* name : {"cpld", "alarm", "buzzer", "sata_port", "hdbuffer", "harddisk_info_test"})
+  for (const char* name : {"cpld", "alarm", "buzzer", "watchdog", "sata_port", "hdbuffer", "harddisk_info_test"})
     dir_.link(name, "tav_factory_sim");
   Proc p = start("cpld", {});
   EXPECT_EQ(p.status, 0);
-  EXPECT_TRUE(starts_with(p.out, "CPLD测试开始\n@start==============CPLD INFO================start@\n"
-                                 "魔数:           0x444c5043\n"))
+  EXPECT_TRUE(starts_with(p.out,
+                          "CPLD测试开始\n@start==============CPLD INFO================start@\n"
+                          "魔数:           0x444c5043\n"))
       << p.out;
   EXPECT_TRUE(ends_with(p.out, "@end================CPLD INFO================end@\n\n cpld测试完毕\n"));
   p = start("alarm", {"-alarm_board_necessary"});
@@ -105,7 +104,11 @@ TEST_F(FactoryProcess, io_and_storage_items_through_links_on_the_simulated_board
   EXPECT_EQ(p.out, "");
   p = start("tav_factory_sim", {"bootparam"});
   EXPECT_NE(p.out.find("VELMO UID:     UID0123456789ABCDEFGHI\n"), std::string::npos);
-
+  // Success is the board's reset, 29 seconds after the unfed watchdog's close.
+  p = start("watchdog", {});
+  EXPECT_EQ(p.status, 137);
+  EXPECT_TRUE(starts_with(p.out, "已喂狗1次\n")) << p.out;
+  EXPECT_TRUE(ends_with(p.out, "已过去27秒\n已过去28秒\n")) << p.out;
   p = start("sata_port", {});
   EXPECT_EQ(p.status, 0);
   EXPECT_TRUE(starts_with(p.out, "\033[0;32mSTOR_CMD_SCAN_DONE test OK.\033[m\n")) << p.out;
@@ -165,7 +168,11 @@ TEST_F(FactoryProcess, menu_on_a_pseudo_terminal_goes_raw_echoes_and_restores) {
   ASSERT_TRUE(wait_raw());
   ASSERT_EQ(::write(master, "7", 1), 1);
   ASSERT_TRUE(pump(prompt + "7"));
-  ASSERT_EQ(::write(master, "\x7f" "2\n", 3), 3);
+  ASSERT_EQ(::write(master,
+                    "\x7f"
+                    "2\n",
+                    3),
+            3);
   ASSERT_TRUE(pump("cpld测试完毕")) << seen;
   ASSERT_TRUE(pump(prompt, seen.find("cpld测试完毕"))) << seen;
   ASSERT_TRUE(wait_raw());

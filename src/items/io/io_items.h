@@ -8,5 +8,17 @@ int alarm_test(int argc, char** argv);
 int buzzer_test(int argc, char** argv);
 int bootparam_report(int argc, char** argv);
 int cpld_report(int argc, char** argv);
+int rtc_test(int argc, char** argv);
+// Ends only with the board's reset, unless a request fails.
+int watchdog_test(int argc, char** argv);
+int hdmi_detect(int argc, char** argv);
+int vga_detect(int argc, char** argv);
+int reset_detect(int argc, char** argv);
+int joystick_probe(int argc, char** argv);
+// Runs until stopped, unless the node fails.
+int ir_test(int argc, char** argv);
+int gpio_tool(int argc, char** argv);
+// Runs until stopped, unless a request fails.
+int pse_test(int argc, char** argv);
 
 }  // namespace tav

@@ -1,0 +1,154 @@
+// The RTC and watchdog items against the simulated clock chip and watchdog:
+// the rate check and its wrap, each failing request, and the watchdog
+// sequence that only the board's reset ends.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "harness.h"
+#include "items/io/io_items.h"
+#include "sim/peripherals.h"
+
+namespace {
+
+using tavtest::Outcome;
+
+constexpr int64_t k2026 = 1767225600;  // 2026-01-01 00:00:00 UTC
+
+std::string lines(const char* fmt, int from, int to) {
+  std::string s;
+  char buf[96];
+  for (int i = from; from <= to ? i <= to : i >= to; i += from <= to ? 1 : -1) {
+    snprintf(buf, sizeof buf, fmt, i);
+    s += buf;
+  }
+  return s;
+}
+
+const std::string kRateLines = "2026-01-01 00:00:57\n2026-01-01 00:00:58\n2026-01-01 00:00:59\n"
+                               "2026-01-01 00:01:00\n2026-01-01 00:01:01\n2026-01-01 00:01:02\n";
+const std::string kSetHead = "RTC走时测试成功。\n\n设置RTC时间: 2015-04-01 08:57:23\n";
+const std::string kWatch = "测试设置后的走时:\n" + lines("2015-04-01 08:57:%02d\n", 24, 29);
+
+class Rtc : public tavtest::BoardTest {
+ protected:
+  sim::RtcDevice& chip() { return *sim::rtc(board()); }
+};
+
+TEST_F(Rtc, SecondFiftySevenToTwoPassesThenTheSetTimeRuns) {
+  chip().set_time(k2026 + 57);
+  Outcome o = run(tav::rtc_test, {});
+  EXPECT_EQ(o.out, "\nRTC测试开始\n" + kRateLines + kSetHead + kWatch + "RTC测试完毕\n");
+  EXPECT_EQ(o.result, 0);
+  ASSERT_EQ(chip().sets.size(), 1u);
+  EXPECT_EQ(chip().sets[0].tm_wday, 0);
+  EXPECT_EQ(o.open_descriptors, 0u);
+}
+
+TEST_F(Rtc, RateCheckAcceptsFourToEightSecondsInFive) {
+  struct Case {
+    int second;
+    unsigned per_mille;
+    bool passes;
+  } cases[] = {{0, 1600, true}, {0, 1800, false}, {10, 800, true}, {10, 600, false}, {30, 0, false}};
+  for (const auto& c : cases) {
+    chip().sets.clear();
+    chip().set_time(k2026 + c.second);
+    chip().set_rate(c.per_mille);
+    Outcome o = run(tav::rtc_test, {"rtc"});
+    // A failed check is silent: the six readings, then the end.
+    std::string rest = o.out.substr(o.out.find("2026-") + 6 * 20);
+    EXPECT_EQ(rest.rfind(c.passes ? "RTC走时测试成功" : "RTC测试完毕\n", 0), 0u) << c.per_mille;
+    EXPECT_EQ(chip().sets.size(), c.passes ? 1u : 0u) << c.per_mille;
+  }
+}
+
+TEST_F(Rtc, FailingRequests) {
+  const std::string head = "\nRTC测试开始\n";
+  struct Case {
+    const char* what;
+    sim::Fault fault;
+    std::string out;
+    int result;
+  } cases[] = {
+      {"open", {sim::Call::Open, tav::kRtcPath, 0, 0, ENODEV}, head + "open rtc0 failed\n", -1},
+      {"first read", {sim::Call::Ioctl, tav::kRtcPath, tav::RTC_RD_TIME, 1, EIO},
+       head + "rtc rd time faid\nRTC测试完毕\n", 0},
+      {"third read", {sim::Call::Ioctl, tav::kRtcPath, tav::RTC_RD_TIME, 3, EIO},
+       head + kRateLines.substr(0, 40) + "rtc rd time faid\nRTC测试完毕\n", 0},
+      {"set, the clock runs on", {sim::Call::Ioctl, tav::kRtcPath, tav::RTC_SET_TIME, 0, EINVAL},
+       head + kRateLines + kSetHead + "ret:-1, errno:22\n测试设置后的走时:\n" +
+           lines("2026-01-01 00:01:%02d\n", 4, 9) + "RTC测试完毕\n",
+       0},
+      {"read after the set", {sim::Call::Ioctl, tav::kRtcPath, tav::RTC_RD_TIME, 7, EIO},
+       head + kRateLines + kSetHead + "测试设置后的走时:\n读取RTC失败\nRTC测试完毕\n", 0},
+      {"close", {sim::Call::Close, tav::kRtcPath, 0, 0, EIO}, head + kRateLines + kSetHead + kWatch + "关闭文件失败!\n",
+       -1},
+  };
+  for (const auto& c : cases) {
+    board().clear_faults();
+    board().fail(c.fault);
+    chip().set_time(k2026 + 57);
+    Outcome o = run(tav::rtc_test, {});
+    EXPECT_EQ(o.out, c.out) << c.what;
+    EXPECT_EQ(o.result, c.result) << c.what;
+    EXPECT_EQ(o.open_descriptors, 0u) << c.what;
+  }
+}
+
+const std::string kFed = lines("已喂狗%d次\n", 1, 10) + "\n";
+const std::string kDisabled =
+    "开门狗已关闭，检查倒计时10秒后能否保持正常:\n" + lines("倒计时%d秒\n", 10, 1) + "\n正常，开门狗已重新打开!\n";
+const std::string kArmed = "设置超时时间为30s\n";
+
+class Watchdog : public tavtest::BoardTest {};
+
+TEST_F(Watchdog, LeftArmedItResetsTheBoardTwentyNineSecondsAfterClose) {
+  sim::WatchdogDevice& dog = *sim::watchdog(board());
+  uint64_t t0 = board().clock().now_ns();
+  // A board that never resets would count forever.
+  board().clock().on_advance([t0](uint64_t now) {
+    if (now - t0 > 200000000000ull) throw sim::Stuck{"no reset"};
+  });
+  Outcome o = run(tav::watchdog_test, {});
+  EXPECT_EQ(o.out, kFed + kDisabled + kArmed + "若30秒后开门狗复位，则测试成功。\n" + lines("已过去%d秒\n", 1, 28));
+  EXPECT_TRUE(o.exited);
+  EXPECT_EQ(o.status, sim::kBoardResetStatus);
+  EXPECT_EQ(dog.resets, 1);
+  // 60 s of feeding, 10 s disabled, then the 29 s timeout.
+  EXPECT_EQ(dog.reset_ns - t0, 99000000000ull);
+  EXPECT_EQ(dog.timeout_s(), 29);
+}
+
+TEST_F(Watchdog, FailingRequestsEndWithMinusFive) {
+  using tav::WDIOC_SETOPTIONS;
+  using tav::WDIOC_SETTIMEOUT;
+  const char* dev = tav::kWatchdogPath;
+  struct Case {
+    sim::Fault fault;
+    std::string out;
+    int result;
+  } cases[] = {
+      {{sim::Call::Open, dev, 0, 0, EBUSY}, "驱动接口打开失败\n", -1},
+      {{sim::Call::Ioctl, dev, WDIOC_SETTIMEOUT, 1, EINVAL}, "打开开门狗失败\n\n", -5},
+      {{sim::Call::Ioctl, dev, tav::WDIOC_KEEPALIVE, 3, EIO}, "已喂狗1次\n已喂狗2次\n喂狗失败\n\n", -5},
+      {{sim::Call::Ioctl, dev, WDIOC_SETOPTIONS, 1, EIO}, kFed + "关闭开门狗失败\n\n", -5},
+      {{sim::Call::Ioctl, dev, WDIOC_SETOPTIONS, 2, EIO},
+       kFed + kDisabled.substr(0, kDisabled.rfind("正常")) + "开门狗已重新打开失败!\n\n", -5},
+      {{sim::Call::Ioctl, dev, WDIOC_SETTIMEOUT, 2, EIO}, kFed + kDisabled + "设置超时时间失败!\n\n", -5},
+      {{sim::Call::Close, dev, 0, 0, EIO}, kFed + kDisabled + kArmed + "关闭文件失败!\n\n", -5},
+  };
+  for (const auto& c : cases) {
+    auto fresh = sim::make_default_board();
+    sim::install(fresh.get());
+    fresh->fail(c.fault);
+    Outcome o = tavtest::run(*fresh, tav::watchdog_test, {"watchdog"});
+    EXPECT_EQ(o.out, c.out) << c.fault.request << " " << c.fault.nth;
+    EXPECT_EQ(o.result, c.result) << c.out;
+    EXPECT_FALSE(o.exited);
+    EXPECT_EQ(o.open_descriptors, 0u);
+    sim::install(&board());
+  }
+}
+
+}  // namespace
