@@ -1,10 +1,12 @@
 #include "board.h"
 
 #include <errno.h>
+#include <poll.h>
 #include <sys/mman.h>
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -13,10 +15,10 @@ namespace sim {
 
 const char* call_name(Call c) {
   static const char* const names[] = {
-      "any",      "open",      "close",  "read",   "write",    "lseek",    "ioctl",
-      "fsync",    "mmap",      "munmap", "socket", "tcgetattr", "tcsetattr", "tcflush",
-      "select",   "symlink",   "readlink", "unlink", "sleep",  "clock",    "timer",
-      "sigaction", "raise",    "pause",  "mount",  "umount", "access", "opendir", "readdir", "closedir", "sched",
+      "any",      "open",   "close",  "read",      "write",     "lseek",     "ioctl",  "fsync",
+      "mmap",     "munmap", "socket", "tcgetattr", "tcsetattr", "tcflush",   "select", "symlink",
+      "readlink", "unlink", "sleep",  "clock",     "timer",     "sigaction", "raise",  "pause",
+      "mount",    "umount", "access", "opendir",   "readdir",   "closedir",  "sched",  "thread",
   };
   return names[static_cast<int>(c)];
 }
@@ -28,9 +30,12 @@ ssize_t Device::pwrite(OpenFile&, const void*, size_t, off_t) { return -ESPIPE; 
 
 off_t Device::lseek(OpenFile& f, off_t off, int whence) {
   off_t base = 0;
-  if (whence == SEEK_CUR) base = f.pos;
-  else if (whence == SEEK_END) base = size();
-  else if (whence != SEEK_SET) return -EINVAL;
+  if (whence == SEEK_CUR)
+    base = f.pos;
+  else if (whence == SEEK_END)
+    base = size();
+  else if (whence != SEEK_SET)
+    return -EINVAL;
   if (base + off < 0) return -EINVAL;
   f.pos = base + off;
   return f.pos;
@@ -119,11 +124,16 @@ struct Spent {
   uint64_t ns = 0;
 };
 thread_local Spent t_spent;
+// The board that started the calling thread, if one did.
+thread_local const Board* t_started_by = nullptr;
 }  // namespace
 
 Clock::Clock(Board& board)
-    : board_(board), now_ns_(kNsPerSec), realtime_base_ns_(kDefaultRealtime - kNsPerSec),
-      driver_(std::this_thread::get_id()), id_(++g_clocks) {}
+    : board_(board),
+      now_ns_(kNsPerSec),
+      realtime_base_ns_(kDefaultRealtime - kNsPerSec),
+      driver_(std::this_thread::get_id()),
+      id_(++g_clocks) {}
 
 void Clock::spend_here(uint64_t ns) {
   if (t_spent.clock_id != id_) t_spent = Spent{id_, 0};
@@ -131,6 +141,24 @@ void Clock::spend_here(uint64_t ns) {
 }
 
 uint64_t Clock::spent_here() const { return t_spent.clock_id == id_ ? t_spent.ns : 0; }
+
+void Clock::close() {
+  std::lock_guard<std::mutex> lock(mu_);
+  closed_ = true;
+  cv_.notify_all();
+  quiet_.notify_all();
+}
+
+void Clock::thread_starting() {
+  std::lock_guard<std::mutex> lock(mu_);
+  ++started_running_;
+}
+
+void Clock::thread_ended() {
+  std::lock_guard<std::mutex> lock(mu_);
+  --started_running_;
+  quiet_.notify_all();
+}
 
 uint64_t Clock::now_ns() const {
   std::lock_guard<std::mutex> lock(mu_);
@@ -152,20 +180,40 @@ void Clock::on_advance(std::function<void(uint64_t)> fn) {
   tickers_.push_back(std::move(fn));
 }
 
-void Clock::sleep_ns(uint64_t ns) {
+void Clock::sleep_ns(uint64_t ns, const std::function<bool()>& stop) {
   std::unique_lock<std::mutex> lock(mu_);
   uint64_t target = now_ns_ + ns;
   if (std::this_thread::get_id() != driver_) {
     // Another thread waits for the driver to bring time to its wake-up.
-    cv_.wait(lock, [&] { return now_ns_ >= target; });
+    const bool own = t_started_by == &board_;
+    if (own) {
+      wakeups_.insert(target);
+      --started_running_;
+      quiet_.notify_all();
+    }
+    cv_.wait(lock, [&] { return now_ns_ >= target || closed_; });
+    if (own && now_ns_ < target) {
+      // Woken by close: the driver did not count this thread as running.
+      wakeups_.erase(wakeups_.find(target));
+      ++started_running_;
+    }
+    if (closed_) throw BoardGone{};
     return;
   }
   lock.unlock();
-  advance_to(target);
+  advance_to(target, stop);
 }
 
-void Clock::advance_to(uint64_t target) {
+void Clock::wait_quiet() {
+  // Bounded, so a thread blocked elsewhere cannot stop time for good.
+  std::unique_lock<std::mutex> lock(mu_);
+  quiet_.wait_for(lock, std::chrono::seconds(2), [&] { return started_running_ <= 0 || closed_; });
+}
+
+void Clock::advance_to(uint64_t target, const std::function<bool()>& stop) {
   for (;;) {
+    // A thread just started or woken does its work at the time it was given.
+    wait_quiet();
     int sig = 0;
     std::vector<std::function<void(uint64_t)>> tickers;
     uint64_t now;
@@ -185,7 +233,16 @@ void Clock::advance_to(uint64_t target) {
           pending = it;
           timer = nullptr;
         }
+      if (!wakeups_.empty() && *wakeups_.begin() < due) {
+        due = *wakeups_.begin();
+        timer = nullptr;
+        pending = pending_.end();
+      }
       if (due > now_ns_) now_ns_ = due;
+      while (!wakeups_.empty() && *wakeups_.begin() <= now_ns_) {
+        wakeups_.erase(wakeups_.begin());
+        ++started_running_;
+      }
       if (timer != nullptr) {
         sig = timer->signo;
         if (timer->rearm_ns != 0)
@@ -201,9 +258,11 @@ void Clock::advance_to(uint64_t target) {
       tickers = tickers_;
     }
     cv_.notify_all();
+    wait_quiet();
     for (auto& fn : tickers) fn(now);
-    if (sig == 0) return;
-    board_.deliver_signal(sig);
+    if (sig != 0) board_.deliver_signal(sig);
+    if (now >= target && sig == 0) return;
+    if (stop && stop()) return;
   }
 }
 
@@ -234,8 +293,7 @@ int Clock::timer_create(int signo, timer_t* id, clockid_t clock) {
   return 0;
 }
 
-int Clock::timer_settime(timer_t id, const struct itimerspec* v, struct itimerspec* old, int flags,
-                         bool* due_now) {
+int Clock::timer_settime(timer_t id, const struct itimerspec* v, struct itimerspec* old, int flags, bool* due_now) {
   std::lock_guard<std::mutex> lock(mu_);
   int n = static_cast<int>(reinterpret_cast<intptr_t>(id));
   if (due_now != nullptr) *due_now = false;
@@ -286,6 +344,14 @@ int Clock::timer_delete(timer_t id) {
 Board::Board() : clock_(*this) {}
 
 Board::~Board() {
+  std::vector<pthread_t> threads;
+  {
+    std::lock_guard<std::recursive_mutex> lock(mu_);
+    closing_ = true;
+    threads.swap(threads_);
+  }
+  clock_.close();
+  for (pthread_t t : threads) pthread_join(t, nullptr);
   for (auto& m : mappings_) ::munmap(reinterpret_cast<void*>(m.addr), m.len);
   for (auto& kv : fds_) ::close(kv.first);
 }
@@ -371,6 +437,7 @@ int Board::fail_with(int err) {
 int Board::enter(Call c, const std::string& path, unsigned long request, uint64_t length, Request** req,
                  long* short_len) {
   std::lock_guard<std::recursive_mutex> lock(mu_);
+  if (closing_ && t_started_by == this) throw BoardGone{};
   ++calls_;
   auto r = std::make_unique<Request>();
   r->call = c;
@@ -496,8 +563,7 @@ ssize_t Board::pread(int fd, void* buf, size_t n, off_t off) {
   bool simulated = lookup(fd, &d);
   Request* req = nullptr;
   long short_len = -1;
-  if (int err = enter(Call::Read, simulated ? d.file->path : "", static_cast<unsigned long>(off), n, &req,
-                      &short_len))
+  if (int err = enter(Call::Read, simulated ? d.file->path : "", static_cast<unsigned long>(off), n, &req, &short_len))
     return fail_with(err);
   if (short_len >= 0) n = std::min(n, static_cast<size_t>(short_len));
   if (!simulated) return ::pread(fd, buf, n, off);
@@ -510,8 +576,7 @@ ssize_t Board::pwrite(int fd, const void* buf, size_t n, off_t off) {
   bool simulated = lookup(fd, &d);
   Request* req = nullptr;
   long short_len = -1;
-  if (int err = enter(Call::Write, simulated ? d.file->path : "", static_cast<unsigned long>(off), n, &req,
-                      &short_len))
+  if (int err = enter(Call::Write, simulated ? d.file->path : "", static_cast<unsigned long>(off), n, &req, &short_len))
     return fail_with(err);
   if (short_len >= 0) n = std::min(n, static_cast<size_t>(short_len));
   if (!simulated) return ::pwrite(fd, buf, n, off);
@@ -552,6 +617,15 @@ int Board::fsync(int fd) {
   bool simulated = lookup(fd, &d);
   if (int err = enter(Call::Fsync, simulated ? d.file->path : "", 0, 0, nullptr)) return fail_with(err);
   if (!simulated) return ::fsync(fd);
+  int rc = d.dev->fsync(*d.file);
+  return rc < 0 ? fail_with(-rc) : rc;
+}
+
+int Board::fdatasync(int fd) {
+  Desc d;
+  bool simulated = lookup(fd, &d);
+  if (int err = enter(Call::Fsync, simulated ? d.file->path : "", 1, 0, nullptr)) return fail_with(err);
+  if (!simulated) return ::fdatasync(fd);
   int rc = d.dev->fsync(*d.file);
   return rc < 0 ? fail_with(-rc) : rc;
 }
@@ -597,8 +671,7 @@ int Board::munmap(void* addr, size_t len) {
 
 int Board::socket(int domain, int type, int protocol) {
   std::string path = "socket:" + std::to_string(domain);
-  if (int err = enter(Call::Socket, path, static_cast<unsigned long>(type), static_cast<uint64_t>(protocol),
-                      nullptr))
+  if (int err = enter(Call::Socket, path, static_cast<unsigned long>(type), static_cast<uint64_t>(protocol), nullptr))
     return fail_with(err);
   auto dev = device(path);
   if (dev == nullptr) return fail_with(EAFNOSUPPORT);
@@ -637,8 +710,7 @@ int Board::tcsetattr(int fd, int action, const struct termios* t) {
   Desc d;
   bool simulated = lookup(fd, &d);
   Request* req = nullptr;
-  if (int err = enter(Call::Tcsetattr, simulated ? d.file->path : "", static_cast<unsigned long>(action), 0,
-                      &req))
+  if (int err = enter(Call::Tcsetattr, simulated ? d.file->path : "", static_cast<unsigned long>(action), 0, &req))
     return fail_with(err);
   const auto* p = reinterpret_cast<const uint8_t*>(t);
   req->bytes.assign(p, p + sizeof *t);
@@ -657,8 +729,7 @@ int Board::tcsetattr(int fd, int action, const struct termios* t) {
 int Board::tcflush(int fd, int queue) {
   Desc d;
   bool simulated = lookup(fd, &d);
-  if (int err = enter(Call::Tcflush, simulated ? d.file->path : "", static_cast<unsigned long>(queue), 0,
-                      nullptr))
+  if (int err = enter(Call::Tcflush, simulated ? d.file->path : "", static_cast<unsigned long>(queue), 0, nullptr))
     return fail_with(err);
   if (simulated) {
     int rc = d.dev->tcflush(*d.file, queue);
@@ -708,11 +779,43 @@ int Board::select(int nfds, fd_set* r, fd_set* w, fd_set* e, struct timeval* tim
       if (!clock_.run_next_event()) throw Stuck{"select with nothing to read and no timeout"};
       continue;
     }
-    uint64_t ns = static_cast<uint64_t>(timeout->tv_sec) * 1000000000ull +
-                  static_cast<uint64_t>(timeout->tv_usec) * 1000ull;
-    clock_.sleep_ns(ns);
-    timeout->tv_sec = 0;
-    timeout->tv_usec = 0;
+    uint64_t ns =
+        static_cast<uint64_t>(timeout->tv_sec) * 1000000000ull + static_cast<uint64_t>(timeout->tv_usec) * 1000ull;
+    // A real terminal behind a model is waited on for real; a model that
+    // knows when its data arrives cuts the virtual wait short.
+    std::vector<struct pollfd> host;
+    uint64_t first_ready = UINT64_MAX;
+    for (int fd = 0; r != nullptr && fd < nfds; ++fd) {
+      Desc d;
+      if (!FD_ISSET(fd, r) || !lookup(fd, &d)) continue;
+      int real = d.dev->host_fd(*d.file);
+      if (real >= 0) host.push_back({real, POLLIN, 0});
+      first_ready = std::min(first_ready, d.dev->readable_at(*d.file));
+    }
+    if (!host.empty()) {
+      int ms = static_cast<int>(std::min<uint64_t>(ns / 1000000u, INT32_MAX));
+      int rc = ::poll(host.data(), host.size(), ms);
+      if (rc < 0) return -1;
+      if (rc == 0) {
+        timeout->tv_sec = 0;
+        timeout->tv_usec = 0;
+      }
+      continue;
+    }
+    uint64_t now = clock_.now_ns();
+    uint64_t wait = first_ready > now && first_ready - now < ns ? first_ready - now : ns;
+    // What a thread of the board sends on the way ends the wait too.
+    clock_.sleep_ns(wait, [&] {
+      for (int fd = 0; r != nullptr && fd < nfds; ++fd) {
+        Desc d;
+        if (FD_ISSET(fd, r) && lookup(fd, &d) && d.dev->readable(*d.file)) return true;
+      }
+      return false;
+    });
+    uint64_t slept = clock_.now_ns() - now;
+    uint64_t left = slept < ns ? ns - slept : 0;
+    timeout->tv_sec = static_cast<time_t>(left / 1000000000ull);
+    timeout->tv_usec = static_cast<suseconds_t>(left % 1000000000ull / 1000ull);
   }
 }
 
@@ -732,8 +835,7 @@ int Board::unlink(const char* path) {
 }
 
 int Board::nanosleep(const struct timespec* req, struct timespec* rem) {
-  if (req == nullptr || req->tv_nsec < 0 || req->tv_nsec >= 1000000000L || req->tv_sec < 0)
-    return fail_with(EINVAL);
+  if (req == nullptr || req->tv_nsec < 0 || req->tv_nsec >= 1000000000L || req->tv_sec < 0) return fail_with(EINVAL);
   if (int err = enter(Call::Sleep, "", 0, to_ns(*req), nullptr)) {
     if (rem != nullptr) *rem = *req;
     return fail_with(err);
@@ -820,7 +922,35 @@ void Board::deliver_signal(int sig) {
     fflush(stdout);
     throw ProcessExit{128 + sig};
   }
-  act.sa_handler(sig);
+  const bool deferred = (act.sa_flags & SA_NODEFER) == 0;
+  if (deferred) {
+    std::lock_guard<std::recursive_mutex> lock(mu_);
+    auto it = in_handler_.find(sig);
+    if (it != in_handler_.end()) {
+      it->second = 1;
+      return;
+    }
+    in_handler_[sig] = 0;
+  }
+  if (!deferred) {
+    act.sa_handler(sig);
+    return;
+  }
+  try {
+    act.sa_handler(sig);
+  } catch (...) {
+    // Left by a simulated exit: the signal is unblocked all the same.
+    std::lock_guard<std::recursive_mutex> lock(mu_);
+    in_handler_.erase(sig);
+    throw;
+  }
+  bool again;
+  {
+    std::lock_guard<std::recursive_mutex> lock(mu_);
+    again = in_handler_[sig] != 0;
+    in_handler_.erase(sig);
+  }
+  if (again) deliver_signal(sig);
 }
 
 int Board::raise(int sig) {
@@ -955,10 +1085,47 @@ int Board::sched_getaffinity(pid_t pid, size_t size, cpu_set_t* mask) {
   return 0;
 }
 
+namespace {
+struct Start {
+  Board* board;
+  void* (*fn)(void*);
+  void* arg;
+};
+
+void* run_started(void* p) {
+  std::unique_ptr<Start> start(static_cast<Start*>(p));
+  t_started_by = start->board;
+  void* result = nullptr;
+  try {
+    result = start->fn(start->arg);
+  } catch (const BoardGone&) {
+  } catch (const ProcessExit&) {
+  } catch (const Stuck&) {
+  }
+  start->board->clock().thread_ended();
+  return result;
+}
+}  // namespace
+
+int Board::thread_create(pthread_t* thread, void* (*fn)(void*), void* arg) {
+  if (int err = enter(Call::Thread, "create", 0, 0, nullptr)) return err;
+  auto start = std::make_unique<Start>(Start{this, fn, arg});
+  std::lock_guard<std::recursive_mutex> lock(mu_);
+  clock_.thread_starting();
+  int rc = pthread_create(thread, nullptr, run_started, start.get());
+  if (rc != 0) {
+    clock_.thread_ended();
+    return rc;
+  }
+  start.release();
+  threads_.push_back(*thread);
+  return 0;
+}
+
 int Board::sched_setscheduler(pid_t pid, int policy, const struct sched_param* param) {
   int prio = param != nullptr ? param->sched_priority : -1;
-  if (int err = enter(Call::Sched, "setscheduler", static_cast<unsigned long>(policy),
-                      static_cast<uint64_t>(prio), nullptr))
+  if (int err =
+          enter(Call::Sched, "setscheduler", static_cast<unsigned long>(policy), static_cast<uint64_t>(prio), nullptr))
     return fail_with(err);
   if (param == nullptr || pid != 0) return fail_with(param == nullptr ? EINVAL : ESRCH);
   return 0;

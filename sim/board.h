@@ -9,6 +9,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -52,16 +53,17 @@ enum class Call {
   Readdir,
   Closedir,
   Sched,
+  Thread,
 };
 const char* call_name(Call c);
 
 // One logged request: what a tool asked of the board.
 struct Request {
   Call call;
-  std::string path;             // device path (or link/file name), empty for time calls
-  unsigned long request = 0;    // ioctl number, mmap offset, lseek offset, open flags
-  uint64_t length = 0;          // mmap length, read/write size asked
-  std::vector<uint8_t> bytes;   // bytes sent to a device: write data, or what a model records
+  std::string path;            // device path (or link/file name), empty for time calls
+  unsigned long request = 0;   // ioctl number, mmap offset, lseek offset, open flags
+  uint64_t length = 0;         // mmap length, read/write size asked
+  std::vector<uint8_t> bytes;  // bytes sent to a device: write data, or what a model records
 };
 
 // Thrown by the board's exit so a test can see a process-ending path.
@@ -74,13 +76,17 @@ struct Stuck {
   const char* what;
 };
 
+// Thrown in a thread the board started when the board goes away, so threads a
+// tool never joins (a heartbeat) end with it.
+struct BoardGone {};
+
 // State of one open descriptor on a model.
 struct OpenFile {
   std::string path;
   int flags = 0;
   off_t pos = 0;
-  Request* request = nullptr;  // the log entry of the call in progress
-  std::shared_ptr<void> state; // per-open state a model may keep
+  Request* request = nullptr;   // the log entry of the call in progress
+  std::shared_ptr<void> state;  // per-open state a model may keep
 };
 
 // A device model registered at a path. Methods return a result or -errno.
@@ -107,6 +113,11 @@ class Device {
   virtual int tcflush(OpenFile&, int) { return -ENOTTY; }
   // For select: is there something to read now?
   virtual bool readable(OpenFile&) { return true; }
+  // For select: the virtual time at which something becomes readable, if the
+  // model knows (UINT64_MAX: not by itself).
+  virtual uint64_t readable_at(OpenFile&) { return UINT64_MAX; }
+  // A real descriptor behind the model (a host terminal), waited on for real.
+  virtual int host_fd(OpenFile&) { return -1; }
 };
 
 // Physical memory: sparse, shared by every mapping of the same address,
@@ -138,7 +149,9 @@ class Clock {
   explicit Clock(Board& board);
   uint64_t now_ns() const;
   // Advance to now + ns, delivering what falls due on the way.
-  void sleep_ns(uint64_t ns);
+  // A driving thread's sleep ends early once stop says so (checked as
+  // events fall due on the way).
+  void sleep_ns(uint64_t ns, const std::function<bool()>& stop = nullptr);
   // Deliver the next due event (timer or scheduled signal), advancing to it.
   // False when nothing is pending.
   bool run_next_event();
@@ -161,6 +174,13 @@ class Clock {
   // own transfers without waiting for one another or for the driving thread.
   void spend_here(uint64_t ns);
   uint64_t spent_here() const;
+  // Wakes every thread waiting for virtual time; they get BoardGone.
+  void close();
+  // Threads the board starts count as running until they sleep; time stops
+  // at their wake-ups and goes on only once they sleep again (or end), so
+  // they do their work at their own virtual times.
+  void thread_starting();
+  void thread_ended();
 
  private:
   struct Timer {
@@ -175,7 +195,8 @@ class Clock {
     uint64_t at_ns;
     int sig;
   };
-  void advance_to(uint64_t target);
+  void advance_to(uint64_t target, const std::function<bool()>& stop = nullptr);
+  void wait_quiet();
   Board& board_;
   mutable std::mutex mu_;
   std::condition_variable cv_;
@@ -186,16 +207,20 @@ class Clock {
   std::vector<std::function<void(uint64_t)>> tickers_;
   int next_timer_ = 1;
   std::thread::id driver_;
+  bool closed_ = false;
+  std::multiset<uint64_t> wakeups_;  // of the board's own sleeping threads
+  int started_running_ = 0;
+  std::condition_variable quiet_;
   const uint64_t id_;  // tells this clock's per-thread time from an older board's
 };
 
 struct Fault {
   Call call = Call::Any;
-  std::string path;      // only calls on this path (empty: any)
+  std::string path;           // only calls on this path (empty: any)
   unsigned long request = 0;  // only this ioctl request (0: any)
-  int nth = 0;           // fail only the nth matching call, from 1 (0: every one)
+  int nth = 0;                // fail only the nth matching call, from 1 (0: every one)
   int err = EIO;
-  long short_len = -1;   // read/write: pass at most this many bytes instead of failing
+  long short_len = -1;  // read/write: pass at most this many bytes instead of failing
   int seen = 0;
 };
 
@@ -234,6 +259,7 @@ class Board final : public sys::Backend {
   off_t lseek(int fd, off_t off, int whence) override;
   int ioctl(int fd, unsigned long request, void* arg) override;
   int fsync(int fd) override;
+  int fdatasync(int fd) override;
   void* mmap(void* addr, size_t len, int prot, int flags, int fd, off_t off) override;
   int munmap(void* addr, size_t len) override;
   int socket(int domain, int type, int protocol) override;
@@ -252,8 +278,7 @@ class Board final : public sys::Backend {
   int sigaction(int sig, const struct sigaction* act, struct sigaction* old) override;
   int raise(int sig) override;
   int pause() override;
-  int mount(const char* src, const char* target, const char* type, unsigned long flags,
-            const void* data) override;
+  int mount(const char* src, const char* target, const char* type, unsigned long flags, const void* data) override;
   int umount(const char* target) override;
   int access(const char* path, int mode) override;
   // The board's own directories (/dev, /proc, /sys) list its registered nodes.
@@ -263,10 +288,14 @@ class Board final : public sys::Backend {
   int sched_setaffinity(pid_t pid, size_t size, const cpu_set_t* mask) override;
   int sched_getaffinity(pid_t pid, size_t size, cpu_set_t* mask) override;
   int sched_setscheduler(pid_t pid, int policy, const struct sched_param* param) override;
+  // The thread runs until its function returns or the board goes away.
+  int thread_create(pthread_t* thread, void* (*fn)(void*), void* arg) override;
   [[noreturn]] void exit(int status) override;
   [[noreturn]] void _exit(int status) override;
 
-  // Runs the handler a tool installed for sig, as the kernel would.
+  // Runs the handler a tool installed for sig, as the kernel would: the
+  // signal is blocked while its handler runs, and raised again then it is
+  // delivered after the handler returns.
   void deliver_signal(int sig);
   // Mounted file systems: target -> source.
   std::map<std::string, std::string> mounts() const;
@@ -299,6 +328,9 @@ class Board final : public sys::Backend {
   struct Listing;
   std::map<DIR*, std::unique_ptr<Listing>> listings_;
   std::map<std::thread::id, cpu_set_t> affinity_;
+  std::vector<pthread_t> threads_;
+  bool closing_ = false;
+  std::map<int, int> in_handler_;  // signal -> raised again while handled
   std::string console_;
   size_t console_pos_ = 0;
   bool console_scripted_ = false;

@@ -8,6 +8,7 @@
 #include "mii.h"
 #include "perf_counters.h"
 #include "peripherals.h"
+#include "serial.h"
 #include "spi.h"
 #include "storage.h"
 #include "tavio.h"
@@ -66,6 +67,7 @@ std::unique_ptr<Board> make_default_board() {
   add_perf_counters(*board);
   board->add("/dev/sdc", std::make_shared<BlockDevice>(board->clock(), uint64_t{2} << 40));
   add_peripherals(*board);
+  add_serial_ports(*board);
   return board;
 }
 

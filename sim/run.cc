@@ -8,6 +8,7 @@
 #include <cstdio>
 
 #include "devices.h"
+#include "serial.h"
 
 namespace sim {
 
@@ -55,6 +56,7 @@ void connect_to_terminal(Board& board) {
 
 int run_process(int argc, char** argv, int (*entry)(int, char**)) {
   auto board = make_default_board();
+  if (const char* ports = getenv(kHostPortsEnv)) attach_host_ports(*board, ports);
   install(board.get());
   connect_to_terminal(*board);
   int status;

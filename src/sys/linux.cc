@@ -49,28 +49,23 @@ void load_device_map() {
 class LinuxBackend final : public Backend {
  public:
   constexpr LinuxBackend() = default;
-  int open(const char* path, int flags, mode_t mode) override {
-    return ::open(map_device_path(path), flags, mode);
-  }
+  int open(const char* path, int flags, mode_t mode) override { return ::open(map_device_path(path), flags, mode); }
   int close(int fd) override { return ::close(fd); }
   ssize_t read(int fd, void* buf, size_t n) override { return ::read(fd, buf, n); }
   ssize_t write(int fd, const void* buf, size_t n) override { return ::write(fd, buf, n); }
   ssize_t pread(int fd, void* buf, size_t n, off_t off) override { return ::pread(fd, buf, n, off); }
-  ssize_t pwrite(int fd, const void* buf, size_t n, off_t off) override {
-    return ::pwrite(fd, buf, n, off);
-  }
+  ssize_t pwrite(int fd, const void* buf, size_t n, off_t off) override { return ::pwrite(fd, buf, n, off); }
   off_t lseek(int fd, off_t off, int whence) override { return ::lseek(fd, off, whence); }
   int ioctl(int fd, unsigned long request, void* arg) override { return ::ioctl(fd, request, arg); }
   int fsync(int fd) override { return ::fsync(fd); }
+  int fdatasync(int fd) override { return ::fdatasync(fd); }
   void* mmap(void* addr, size_t len, int prot, int flags, int fd, off_t off) override {
     return ::mmap(addr, len, prot, flags, fd, off);
   }
   int munmap(void* addr, size_t len) override { return ::munmap(addr, len); }
   int socket(int domain, int type, int protocol) override { return ::socket(domain, type, protocol); }
   int tcgetattr(int fd, struct termios* t) override { return ::tcgetattr(fd, t); }
-  int tcsetattr(int fd, int action, const struct termios* t) override {
-    return ::tcsetattr(fd, action, t);
-  }
+  int tcsetattr(int fd, int action, const struct termios* t) override { return ::tcsetattr(fd, action, t); }
   int tcflush(int fd, int queue) override { return ::tcflush(fd, queue); }
   int select(int nfds, fd_set* r, fd_set* w, fd_set* e, struct timeval* timeout) override {
     return ::select(nfds, r, w, e, timeout);
@@ -92,14 +87,15 @@ class LinuxBackend final : public Backend {
   }
   int raise(int sig) override { return ::raise(sig); }
   int pause() override { return ::pause(); }
-  int mount(const char* src, const char* target, const char* type, unsigned long flags,
-            const void* data) override {
+  int mount(const char* src, const char* target, const char* type, unsigned long flags, const void* data) override {
     return ::mount(map_device_path(src), target, type, flags, data);
   }
   int umount(const char* target) override { return ::umount(target); }
   int access(const char* path, int mode) override { return ::access(map_device_path(path), mode); }
   DIR* opendir(const char* path) override { return ::opendir(path); }
-  struct dirent* readdir(DIR* dir) override { return ::readdir(dir); }
+  struct dirent* readdir(DIR* dir) override {
+    return ::readdir(dir);
+  }
   int closedir(DIR* dir) override { return ::closedir(dir); }
   int sched_setaffinity(pid_t pid, size_t size, const cpu_set_t* mask) override {
     return ::sched_setaffinity(pid, size, mask);
@@ -109,6 +105,9 @@ class LinuxBackend final : public Backend {
   }
   int sched_setscheduler(pid_t pid, int policy, const struct sched_param* param) override {
     return ::sched_setscheduler(pid, policy, param);
+  }
+  int thread_create(pthread_t* thread, void* (*fn)(void*), void* arg) override {
+    return ::pthread_create(thread, nullptr, fn, arg);
   }
   [[noreturn]] void exit(int status) override { ::exit(status); }
   [[noreturn]] void _exit(int status) override { ::_exit(status); }

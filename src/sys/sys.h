@@ -1,10 +1,12 @@
 // The seam: every call that reaches a device, physical memory, a socket, a
-// terminal, time, a timer or signal, scheduling, a mount or process exit goes
-// through here, so the simulated board can stand in for the real one.
+// terminal, time, a timer or signal, threads and scheduling, a mount or
+// process exit goes through here, so the simulated board can stand in for the
+// real one.
 #pragma once
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <pthread.h>
 #include <sched.h>
 #include <signal.h>
 #include <sys/ioctl.h>
@@ -33,6 +35,7 @@ class Backend {
   virtual off_t lseek(int fd, off_t off, int whence) = 0;
   virtual int ioctl(int fd, unsigned long request, void* arg) = 0;
   virtual int fsync(int fd) = 0;
+  virtual int fdatasync(int fd) = 0;
   virtual void* mmap(void* addr, size_t len, int prot, int flags, int fd, off_t off) = 0;
   virtual int munmap(void* addr, size_t len) = 0;
   virtual int socket(int domain, int type, int protocol) = 0;
@@ -46,14 +49,12 @@ class Backend {
   virtual int nanosleep(const struct timespec* req, struct timespec* rem) = 0;
   virtual int clock_gettime(clockid_t clock, struct timespec* ts) = 0;
   virtual int timer_create(clockid_t clock, struct sigevent* sev, timer_t* id) = 0;
-  virtual int timer_settime(timer_t id, int flags, const struct itimerspec* value,
-                            struct itimerspec* old) = 0;
+  virtual int timer_settime(timer_t id, int flags, const struct itimerspec* value, struct itimerspec* old) = 0;
   virtual int timer_delete(timer_t id) = 0;
   virtual int sigaction(int sig, const struct sigaction* act, struct sigaction* old) = 0;
   virtual int raise(int sig) = 0;
   virtual int pause() = 0;
-  virtual int mount(const char* src, const char* target, const char* type, unsigned long flags,
-                    const void* data) = 0;
+  virtual int mount(const char* src, const char* target, const char* type, unsigned long flags, const void* data) = 0;
   virtual int umount(const char* target) = 0;
   virtual int access(const char* path, int mode) = 0;
   virtual DIR* opendir(const char* path) = 0;
@@ -63,6 +64,9 @@ class Backend {
   virtual int sched_setaffinity(pid_t pid, size_t size, const cpu_set_t* mask) = 0;
   virtual int sched_getaffinity(pid_t pid, size_t size, cpu_set_t* mask) = 0;
   virtual int sched_setscheduler(pid_t pid, int policy, const struct sched_param* param) = 0;
+  // As pthread_create with default attributes: 0 or an error number. For
+  // threads that live as long as the process: callers never join them.
+  virtual int thread_create(pthread_t* thread, void* (*fn)(void*), void* arg) = 0;
   [[noreturn]] virtual void exit(int status) = 0;
   // Ends the process without exit handlers or stdio flushing, as a signal
   // handler may.
@@ -83,21 +87,18 @@ inline int close(int fd) { return backend().close(fd); }
 inline ssize_t read(int fd, void* buf, size_t n) { return backend().read(fd, buf, n); }
 inline ssize_t write(int fd, const void* buf, size_t n) { return backend().write(fd, buf, n); }
 inline ssize_t pread(int fd, void* buf, size_t n, off_t off) { return backend().pread(fd, buf, n, off); }
-inline ssize_t pwrite(int fd, const void* buf, size_t n, off_t off) {
-  return backend().pwrite(fd, buf, n, off);
-}
+inline ssize_t pwrite(int fd, const void* buf, size_t n, off_t off) { return backend().pwrite(fd, buf, n, off); }
 inline off_t lseek(int fd, off_t off, int whence) { return backend().lseek(fd, off, whence); }
 inline int ioctl(int fd, unsigned long request, void* arg) { return backend().ioctl(fd, request, arg); }
 inline int fsync(int fd) { return backend().fsync(fd); }
+inline int fdatasync(int fd) { return backend().fdatasync(fd); }
 inline void* mmap(void* addr, size_t len, int prot, int flags, int fd, off_t off) {
   return backend().mmap(addr, len, prot, flags, fd, off);
 }
 inline int munmap(void* addr, size_t len) { return backend().munmap(addr, len); }
 inline int socket(int domain, int type, int protocol) { return backend().socket(domain, type, protocol); }
 inline int tcgetattr(int fd, struct termios* t) { return backend().tcgetattr(fd, t); }
-inline int tcsetattr(int fd, int action, const struct termios* t) {
-  return backend().tcsetattr(fd, action, t);
-}
+inline int tcsetattr(int fd, int action, const struct termios* t) { return backend().tcsetattr(fd, action, t); }
 inline int tcflush(int fd, int queue) { return backend().tcflush(fd, queue); }
 inline int select(int nfds, fd_set* r, fd_set* w, fd_set* e, struct timeval* timeout) {
   return backend().select(nfds, r, w, e, timeout);
@@ -105,9 +106,7 @@ inline int select(int nfds, fd_set* r, fd_set* w, fd_set* e, struct timeval* tim
 inline int symlink(const char* target, const char* linkpath) { return backend().symlink(target, linkpath); }
 inline ssize_t readlink(const char* path, char* buf, size_t n) { return backend().readlink(path, buf, n); }
 inline int unlink(const char* path) { return backend().unlink(path); }
-inline int nanosleep(const struct timespec* req, struct timespec* rem) {
-  return backend().nanosleep(req, rem);
-}
+inline int nanosleep(const struct timespec* req, struct timespec* rem) { return backend().nanosleep(req, rem); }
 inline int clock_gettime(clockid_t clock, struct timespec* ts) { return backend().clock_gettime(clock, ts); }
 inline int timer_create(clockid_t clock, struct sigevent* sev, timer_t* id) {
   return backend().timer_create(clock, sev, id);
@@ -121,8 +120,7 @@ inline int sigaction(int sig, const struct sigaction* act, struct sigaction* old
 }
 inline int raise(int sig) { return backend().raise(sig); }
 inline int pause() { return backend().pause(); }
-inline int mount(const char* src, const char* target, const char* type, unsigned long flags,
-                 const void* data) {
+inline int mount(const char* src, const char* target, const char* type, unsigned long flags, const void* data) {
   return backend().mount(src, target, type, flags, data);
 }
 inline int umount(const char* target) { return backend().umount(target); }
@@ -138,6 +136,9 @@ inline int sched_getaffinity(pid_t pid, size_t size, cpu_set_t* mask) {
 }
 inline int sched_setscheduler(pid_t pid, int policy, const struct sched_param* param) {
   return backend().sched_setscheduler(pid, policy, param);
+}
+inline int thread_create(pthread_t* thread, void* (*fn)(void*), void* arg) {
+  return backend().thread_create(thread, fn, arg);
 }
 [[noreturn]] inline void exit(int status) {
   backend().exit(status);

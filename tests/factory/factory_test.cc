@@ -56,13 +56,17 @@ TEST_F(Factory, MenuRunAllRunsTheFlaggedItemsInTableOrder) {
   ASSERT_EQ(menu.rfind("\t[0] 看门狗复位测试\n\t[1] bootparam信息\n", 0), 0u);
   menu += "\t[h] 打印帮助信息\n\t[q] 退出测试\n\n请选择测试选项(默认值=0):0\n";
   ASSERT_EQ(r.out.substr(0, menu.size()), menu);
-  size_t boot = r.out.find("bootparam测试开始"), cpld = r.out.find("CPLD测试开始"), alarm = r.out.find("报警测试成功!");
+  size_t boot = r.out.find("bootparam测试开始"), cpld = r.out.find("CPLD测试开始"), alarm = r.out.find("报警测试成功!"),
+         panel = r.out.find("面板测试完毕\n"), keys = r.out.find("面板输入ESC退出测试\nselect return");
   EXPECT_LT(boot, cpld);
   EXPECT_LT(cpld, alarm);
   EXPECT_NE(alarm, std::string::npos);
+  // The key test listens on the port the panel test left open.
+  EXPECT_LT(panel, keys);
+  EXPECT_NE(keys, std::string::npos);
   EXPECT_EQ(sim::tavio(board())->beeps.size(), 6u);
-  // The joystick probe leaves the keyboard's node open.
-  EXPECT_EQ(r.open_descriptors, 1u);
+  // The joystick probe leaves the keyboard's node open, the panel test its port.
+  EXPECT_EQ(r.open_descriptors, 2u);
 }
 
 }  // namespace

@@ -17,6 +17,12 @@ int reset_detect(int argc, char** argv);
 int joystick_probe(int argc, char** argv);
 // Runs until stopped, unless the node fails.
 int ir_test(int argc, char** argv);
+// Opens the panel's port and starts its heartbeat, both left running for the
+// key test later in the same process.
+int panel_test(int argc, char** argv);
+// Listens on the port the panel test opened; without it, fails at once.
+int keys_test(int argc, char** argv);
+int rs485_test(int argc, char** argv);
 int gpio_tool(int argc, char** argv);
 // Runs until stopped, unless a request fails.
 int pse_test(int argc, char** argv);
