@@ -1,5 +1,6 @@
 #include "tools/dump.h"
 
+#include <cerrno>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -177,6 +178,7 @@ int dump_to_file(const volatile void* buffer, unsigned long length, const char* 
     const auto* p = static_cast<const char*>(data);
     while (n > 0) {
       ssize_t k = sys::write(fd, p, n);
+      if (k < 0 && errno == EINTR) continue;  // a signal must not cut the dump short
       if (k <= 0) return;
       p += k;
       n -= static_cast<unsigned long>(k);

@@ -126,6 +126,25 @@ TEST_F(FactoryProcess, io_and_storage_items_through_links_on_the_simulated_board
   EXPECT_NE(p.out.find("c2  Power temperature"), std::string::npos);
 }
 
+TEST_F(FactoryProcess, scan_power_unlock_and_perf_items_through_links_on_the_simulated_board) {
+  for (const char* name : {"disk_scan", "disk_power", "disk_unlock", "disk_perf"}) dir_.link(name, "tav_factory_sim");
+  // The default board's hardware record names no bay count.
+  Proc p = start("disk_scan", {});
+  EXPECT_EQ(p.status, 0);
+  EXPECT_EQ(p.out, "硬盘扫描检测功能开始\n硬盘个数: 0, 不支持\n硬盘扫描功能仅支持4、8、16盘位设备\n");
+  // Disk 1, one cycle: it vanishes when powered down and returns after power-up.
+  p = start("disk_power", {}, "1\n1\n");
+  EXPECT_EQ(p.status, 0);
+  EXPECT_TRUE(ends_with(p.out, "测试:        1 次, 错误:        0 次\n\033[0;32mdisk updown test OK.\033[m\n"))
+      << p.out;
+  p = start("disk_unlock", {}, "/dev/sdb\n");
+  EXPECT_EQ(p.out, "请输入块设备名称[非分区设备]:\033[0;32m/dev/sdb is not a lock disk, don't need password\033[m\n");
+  p = start("disk_perf", {"/dev/sdc", "B", "1", "1", "4K", "4"});
+  EXPECT_EQ(p.status, 0);
+  EXPECT_NE(p.out.find("total_size = 16384\n"), std::string::npos) << p.out;
+  EXPECT_NE(p.out.find("Complete."), std::string::npos) << p.out;
+}
+
 // The menu's key reader on a real terminal: the program switches it raw,
 // echoes the keys itself, and restores the settings.
 TEST_F(FactoryProcess, menu_on_a_pseudo_terminal_goes_raw_echoes_and_restores) {
