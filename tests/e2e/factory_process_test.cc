@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <termios.h>
 #include <unistd.h>
@@ -206,6 +207,52 @@ TEST_F(FactoryProcess, menu_on_a_pseudo_terminal_goes_raw_echoes_and_restores) {
   EXPECT_EQ(after.c_lflag & (ICANON | ECHO), cooked.c_lflag & (ICANON | ECHO));
   ::close(slave);
   ::close(master);
+}
+
+TEST_F(FactoryProcess, clock_and_presence_items_through_links_on_the_simulated_board) {
+  for (const char* name : {"rtc", "hdmi", "vga", "reset", "joystick", "gpio", "ir", "pse"})
+    dir_.link(name, "tav_factory_sim");
+  Proc p = start("rtc", {});
+  EXPECT_EQ(p.status, 0);
+  EXPECT_TRUE(starts_with(p.out, "\nRTC测试开始\n2026-01-01 00:00:00\n")) << p.out;
+  EXPECT_TRUE(ends_with(p.out, "2015-04-01 08:57:29\nRTC测试完毕\n")) << p.out;
+  EXPECT_EQ(start("hdmi", {}).out, "HDMI接入检测测试开始\n请确认HDMI显示器已接入\nHDMI 已接入\nHDMI接入检测测试完毕\n");
+  EXPECT_EQ(start("vga", {}).out,
+            "VGA接入检测测试开始\n请确认VGA显示器已接入,并确认当前主板有CVBS\nVGA 已接入\nVGA接入检测测试完毕\n");
+  EXPECT_EQ(start("reset", {}).out, "reset detect ready, please press the reset key.\nreset key not pressed\n");
+  EXPECT_TRUE(ends_with(start("joystick", {}).out, "测试完毕, 存在kq3307t设备[/dev/hidraw1].\n\n"));
+  EXPECT_EQ(start("gpio", {"1", "2", "1"}).out, "SET GPIO1_2:1[HIGH]\n");
+  p = start("gpio", {"1"});
+  EXPECT_NE((p.out + p.err).find("Usage: gpio [option] row bit [value]\n"), std::string::npos) << p.out << p.err;
+  // The two that run until stopped: Ctrl-C ends them by the signal.
+  struct Endless {
+    const char* name;
+    const char* line;
+  } endless[] = {{"ir", "Select recv timeout!\n"}, {"pse", "g_poe_port.status: 0\n"}};
+  for (const auto& e : endless) {
+    int pipefd[2];
+    ASSERT_EQ(pipe2(pipefd, O_CLOEXEC), 0);
+    int null_in = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+    int pid = tavtest::spawn(dir_, e.name, {}, {"LC_ALL=C"}, null_in, pipefd[1], pipefd[1]);
+    ::close(pipefd[1]);
+    ::close(null_in);
+    ASSERT_GT(pid, 0);
+    std::string seen;
+    char buf[4096];
+    bool stopped = false;
+    for (;;) {
+      if (!stopped && seen.find(std::string(e.line) + e.line) != std::string::npos) {
+        kill(pid, SIGINT);
+        stopped = true;
+      }
+      ssize_t n = ::read(pipefd[0], buf, sizeof buf);
+      if (n <= 0) break;
+      if (seen.size() < 65536) seen.append(buf, static_cast<size_t>(n));
+    }
+    ::close(pipefd[0]);
+    EXPECT_EQ(tavtest::wait_status(pid), 128 + SIGINT) << e.name;
+    EXPECT_NE(seen.find(e.line), std::string::npos) << e.name << seen.substr(0, 200);
+  }
 }
 
 }  // namespace
