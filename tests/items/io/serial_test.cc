@@ -336,6 +336,10 @@ TEST_F(Rs485, FullDuplexCountsEveryLostLateOrWrongCharacter) {
              b.fail({sim::Call::Read, "/dev/ttyS1", 0, 0, EIO});
            },
            kFull + repeat("RS485接收失败,Input/output error\n#", 26) + full_end("/dev/ttyS1", 26), 0},
+          {"driver switch refused", [](sim::Board& b) { sim::fail_tavio_request(b, tav::TAVIO_ENABLE_485_SEND, EIO); },
+           kFull + "enable485Send ret:-1 errno:5\n" + std::string(26, '#') + "\nenable485Send ret:-1 errno:5\n" +
+               full_end("/dev/ttyS1", 0).substr(1),
+           0},
           {"wait fails",
            [](sim::Board& b) {
              b.fail({sim::Call::Select, "", 0, 0, EIO});
