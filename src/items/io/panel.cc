@@ -273,19 +273,15 @@ int init_failed(int tavio) {
 
 int panel_test(int, char**) {
   puts("面板测试开始");
-  int tavio = sys::open(kTavioPath, O_RDWR);
-  if (tavio < 0) {
-    puts("驱动接口打开失败!");
-    return -1;
-  }
+  int tavio;
   HardwareInfo info;
-  if (tavio_read_hardware_info(tavio, &info) != 0) {
-    puts("获取CPLD失败!");
-    return finish(tavio, kNegEinval);
-  }
-  if (!hardware_info_valid(info)) {
-    puts("CPLD错误!");
-    return finish(tavio, kNegEinval);
+  switch (open_hardware_info(&tavio, &info)) {
+    case RecordRead::kUnopened:
+      return -1;
+    case RecordRead::kFailed:
+      return finish(tavio, kNegEinval);
+    case RecordRead::kValid:
+      break;
   }
   unsigned variant = board_variant(info);
   const char* port = "/dev/ttyS2";

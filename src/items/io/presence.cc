@@ -1,12 +1,13 @@
 // Presence items: HDMI and VGA monitors and the reset key through
 // /dev/tavio, the joystick keyboard among the hidraw nodes, and the IR
 // receiver's key events.
+#include "items/io/presence.h"
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 
 #include "items/io/io_items.h"
-#include "items/io/presence.h"
 #include "items/io/tavio.h"
 #include "sys/sys.h"
 
@@ -24,8 +25,8 @@ struct DisplayTexts {
 
 constexpr DisplayTexts kHdmi = {"HDMI接入检测测试开始", "请确认HDMI显示器已接入", TAVIO_HDMI_DETECT, "HDMI",
                                 "HDMI接入检测测试完毕"};
-constexpr DisplayTexts kVga = {"VGA接入检测测试开始", "请确认VGA显示器已接入,并确认当前主板有CVBS",
-                               TAVIO_VGA_DETECT, "VGA", "VGA接入检测测试完毕"};
+constexpr DisplayTexts kVga = {"VGA接入检测测试开始", "请确认VGA显示器已接入,并确认当前主板有CVBS", TAVIO_VGA_DETECT,
+                               "VGA", "VGA接入检测测试完毕"};
 
 int display_detect(const DisplayTexts& t) {
   puts(t.start);

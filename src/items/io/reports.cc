@@ -17,70 +17,22 @@ HardwareInfo g_cpld_info;
 
 // In offset order, one per word of the record.
 constexpr const char* kCpldFormats[64] = {
-    "魔数:           0x%-2x\n",
-    "校验:           0x%-2x\n",
-    "PCB:            0x%-2x\n",
-    "Board:          0x%-2x\n",
-    "固件版本:       0x%-2x\n",
-    "设备属性:       0x%-2x\n",
-    "CPU属性:        0x%-2x\n",
-    "DDR属性:        0x%-2x\n",
-    "DDR0:           0x%-2x\n",
-    "DDR1:           0x%-2x\n",
-    "DDR2:           0x%-2x\n",
-    "DDR3:           0x%-2x\n",
-    "DDR4:           0x%-2x\n",
-    "DDR5:           0x%-2x\n",
-    "DDR6:           0x%-2x\n",
-    "DDR7:           0x%-2x\n",
-    "Flash属性:      0x%-2x\n",
-    "音频输入属性:   0x%-2x\n",
-    "音频输出属性:   0x%-2x\n",
-    "视频输入属性:   0x%-2x\n",
-    "视频输出属性:   0x%-2x\n",
-    "视频芯片属性:   0x%-2x\n",
-    "扩展属性:       0x%-2x\n",
-    "MAC0:           0x%-2x\n",
-    "MAC1:           0x%-2x\n",
-    "MAC2:           0x%-2x\n",
-    "MAC3:           0x%-2x\n",
-    "MAC4:           0x%-2x\n",
-    "MAC5:           0x%-2x\n",
-    "MAC6:           0x%-2x\n",
-    "MAC7:           0x%-2x\n",
-    "MAC8:           0x%-2x\n",
-    "MAC9:           0x%-2x\n",
-    "MAC10:          0x%-2x\n",
-    "MAC11:          0x%-2x\n",
-    "MAC12:          0x%-2x\n",
-    "MAC13:          0x%-2x\n",
-    "MAC14:          0x%-2x\n",
-    "MAC15:          0x%-2x\n",
-    "RTC属性:        0x%-2x\n",
-    "报警输入属性:   0x%-2x\n",
-    "报警输出属性:   0x%-2x\n",
-    "SATA属性:       0x%-2x\n",
-    "SAS属性:        0x%-2x\n",
-    "Mini属性:       0x%-2x\n",
-    "USB属性:        0x%-2x\n",
-    "加密属性:       0x%-2x\n",
-    "串口属性:       0x%-2x\n",
-    "PCIe属性:       0x%-2x\n",
-    "PCIe Port:      0x%-2x\n",
-    "智能属性:       0x%-2x\n",
-    "级联属性:       0x%-2x\n",
-    "Panel属性:      0x%-2x\n",
-    "eMMC属性:       0x%-2x\n",
-    "SSD属性:        0x%-2x\n",
-    "温控属性:       0x%-2x\n",
-    "Router属性:     0x%-2x\n",
-    "FPGA属性:       0x%-2x\n",
-    "EEPROM属性:     0x%-2x\n",
-    "EEPROM地址:     0x%-2x\n",
-    "LCD属性:        0x%-2x\n",
-    "Sound属性:      0x%-2x\n",
-    "Graphic属性:    0x%-2x\n",
-    "启动:           0x%-2x\n",
+    "魔数:           0x%-2x\n", "校验:           0x%-2x\n", "PCB:            0x%-2x\n", "Board:          0x%-2x\n",
+    "固件版本:       0x%-2x\n", "设备属性:       0x%-2x\n", "CPU属性:        0x%-2x\n", "DDR属性:        0x%-2x\n",
+    "DDR0:           0x%-2x\n", "DDR1:           0x%-2x\n", "DDR2:           0x%-2x\n", "DDR3:           0x%-2x\n",
+    "DDR4:           0x%-2x\n", "DDR5:           0x%-2x\n", "DDR6:           0x%-2x\n", "DDR7:           0x%-2x\n",
+    "Flash属性:      0x%-2x\n", "音频输入属性:   0x%-2x\n", "音频输出属性:   0x%-2x\n", "视频输入属性:   0x%-2x\n",
+    "视频输出属性:   0x%-2x\n", "视频芯片属性:   0x%-2x\n", "扩展属性:       0x%-2x\n", "MAC0:           0x%-2x\n",
+    "MAC1:           0x%-2x\n", "MAC2:           0x%-2x\n", "MAC3:           0x%-2x\n", "MAC4:           0x%-2x\n",
+    "MAC5:           0x%-2x\n", "MAC6:           0x%-2x\n", "MAC7:           0x%-2x\n", "MAC8:           0x%-2x\n",
+    "MAC9:           0x%-2x\n", "MAC10:          0x%-2x\n", "MAC11:          0x%-2x\n", "MAC12:          0x%-2x\n",
+    "MAC13:          0x%-2x\n", "MAC14:          0x%-2x\n", "MAC15:          0x%-2x\n", "RTC属性:        0x%-2x\n",
+    "报警输入属性:   0x%-2x\n", "报警输出属性:   0x%-2x\n", "SATA属性:       0x%-2x\n", "SAS属性:        0x%-2x\n",
+    "Mini属性:       0x%-2x\n", "USB属性:        0x%-2x\n", "加密属性:       0x%-2x\n", "串口属性:       0x%-2x\n",
+    "PCIe属性:       0x%-2x\n", "PCIe Port:      0x%-2x\n", "智能属性:       0x%-2x\n", "级联属性:       0x%-2x\n",
+    "Panel属性:      0x%-2x\n", "eMMC属性:       0x%-2x\n", "SSD属性:        0x%-2x\n", "温控属性:       0x%-2x\n",
+    "Router属性:     0x%-2x\n", "FPGA属性:       0x%-2x\n", "EEPROM属性:     0x%-2x\n", "EEPROM地址:     0x%-2x\n",
+    "LCD属性:        0x%-2x\n", "Sound属性:      0x%-2x\n", "Graphic属性:    0x%-2x\n", "启动:           0x%-2x\n",
 };
 
 // Bytes from a string field to the end of the record: an unterminated field
@@ -175,21 +127,16 @@ int bootparam_report(int, char**) {
 
 int cpld_report(int, char**) {
   puts("CPLD测试开始");
-  int fd = sys::open(kTavioPath, O_RDWR);
-  if (fd < 0) {
-    puts("驱动接口打开失败!");
-    return -1;
-  }
+  int fd;
   HardwareInfo& info = g_cpld_info;
-  if (tavio_read_hardware_info(fd, &info) < 0) {
-    puts("获取CPLD失败!");
-    sys::close(fd);
-    return 0;
-  }
-  if (!hardware_info_valid(info)) {
-    puts("CPLD错误!");
-    sys::close(fd);
-    return 0;
+  switch (open_hardware_info(&fd, &info, true)) {
+    case RecordRead::kUnopened:
+      return -1;
+    case RecordRead::kFailed:
+      sys::close(fd);
+      return 0;
+    case RecordRead::kValid:
+      break;
   }
   puts("@start==============CPLD INFO================start@");
   uint32_t words[64];

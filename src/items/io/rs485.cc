@@ -200,19 +200,15 @@ int finish(int tavio) {
 
 int rs485_test(int, char**) {
   puts("RS485测试开始");
-  int tavio = sys::open(kTavioPath, O_RDWR);
-  if (tavio < 0) {
-    puts("驱动接口打开失败!");
-    return -1;
-  }
+  int tavio;
   HardwareInfo info;
-  if (tavio_read_hardware_info(tavio, &info) != 0) {
-    puts("获取CPLD失败!");
-    return finish(tavio);
-  }
-  if (!hardware_info_valid(info)) {
-    puts("CPLD错误!");
-    return finish(tavio);
+  switch (open_hardware_info(&tavio, &info)) {
+    case RecordRead::kUnopened:
+      return -1;
+    case RecordRead::kFailed:
+      return finish(tavio);
+    case RecordRead::kValid:
+      break;
   }
   if (((info.serial_attr >> 9) & 0xF) == 0) {
     puts("CPLD中没有485接口");

@@ -15,8 +15,7 @@ constexpr int kRateReadings = 6;
 constexpr int kWrapSeconds = 60;
 
 void print_time(const RtcTime& t) {
-  printf("%04d-%02d-%02d %02d:%02d:%02d\n", t.tm_year + 1900, t.tm_mon + 1, t.tm_mday, t.tm_hour, t.tm_min,
-         t.tm_sec);
+  printf("%04d-%02d-%02d %02d:%02d:%02d\n", t.tm_year + 1900, t.tm_mon + 1, t.tm_mday, t.tm_hour, t.tm_min, t.tm_sec);
 }
 
 // Six readings a second apart; false after a failed read (reported).

@@ -150,29 +150,29 @@ constexpr unsigned kVariantPanelTtyS3B = 0x10;
 constexpr uint32_t kBootParamMagic = 0x51584D52;
 
 struct BootParam {
-  uint32_t magic;        // 0x000
-  uint32_t csum;         // 0x004
-  uint32_t len;          // 0x008
-  uint32_t ver;          // 0x00C
-  uint16_t reserved0;    // 0x010
-  uint16_t dev_type;     // 0x012
-  uint32_t dev_class;    // 0x014
-  uint32_t link;         // 0x018
+  uint32_t magic;      // 0x000
+  uint32_t csum;       // 0x004
+  uint32_t len;        // 0x008
+  uint32_t ver;        // 0x00C
+  uint16_t reserved0;  // 0x010
+  uint16_t dev_type;   // 0x012
+  uint32_t dev_class;  // 0x014
+  uint32_t link;       // 0x018
   uint8_t reserved1[20];
-  uint32_t boot_type;    // 0x030
-  uint16_t boot_kmem;    // 0x034
-  uint16_t boot_emem;    // 0x036
+  uint32_t boot_type;  // 0x030
+  uint16_t boot_kmem;  // 0x034
+  uint16_t boot_emem;  // 0x036
   uint8_t reserved2[8];
-  char cmatch[32];       // 0x040
-  char dev_model[64];    // 0x060
-  char prod_date[8];     // 0x0A0
-  char prod_no[9];       // 0x0A8
-  char write_date[8];    // 0x0B1
-  uint8_t zone;          // 0x0B9
+  char cmatch[32];     // 0x040
+  char dev_model[64];  // 0x060
+  char prod_date[8];   // 0x0A0
+  char prod_no[9];     // 0x0A8
+  char write_date[8];  // 0x0B1
+  uint8_t zone;        // 0x0B9
   uint8_t reserved3[2];
-  uint32_t language;     // 0x0BC
-  uint32_t oem_code;     // 0x0C0
-  uint32_t crypto;       // 0x0C4
+  uint32_t language;  // 0x0BC
+  uint32_t oem_code;  // 0x0C0
+  uint32_t crypto;    // 0x0C4
   uint8_t reserved4[8];
   uint16_t encode_chans;  // 0x0D0
   uint16_t decode_chans;
@@ -184,7 +184,7 @@ struct BootParam {
   char rand_code[6];        // 0x180
   uint8_t wifi_key[8];      // 0x186
   uint8_t reserved6[26];
-  uint8_t uid[22];          // 0x1A8
+  uint8_t uid[22];  // 0x1A8
   uint8_t reserved7[66];
 };
 static_assert(sizeof(BootParam) == 512);
@@ -214,6 +214,13 @@ static_assert(offsetof(BootParam, uid) == 0x1A8);
 int tavio_read_hardware_info(int fd, HardwareInfo* info);
 // The magic test; callers judge the request's result first, each its own way.
 bool hardware_info_valid(const HardwareInfo& info);
+// Opens /dev/tavio into *fd and reads the record into *info, with the items'
+// shared messages: "驱动接口打开失败!" when it cannot be opened (nothing left
+// open), "获取CPLD失败!" when the request fails and "CPLD错误!" for a bad
+// magic (*fd left open for the caller's own ending). A request fails when its
+// result is non-zero, or with negative_fails only when it is negative.
+enum class RecordRead { kUnopened, kFailed, kValid };
+RecordRead open_hardware_info(int* fd, HardwareInfo* info, bool negative_fails = false);
 // Halfword at 0x1A masked with 0x1FC.
 unsigned board_variant(const HardwareInfo& info);
 // Bits 4-8 of an alarm attribute word.
