@@ -3,6 +3,7 @@
 #include <errno.h>
 #include <poll.h>
 #include <sys/mman.h>
+#include <sys/syscall.h>
 
 #include <algorithm>
 #include <atomic>
@@ -1121,6 +1122,19 @@ int Board::thread_create(pthread_t* thread, void* (*fn)(void*), void* arg) {
   threads_.push_back(*thread);
   return 0;
 }
+
+int Board::thread_join(pthread_t thread, void** result) {
+  if (int err = enter(Call::Thread, "join", 0, 0, nullptr)) return err;
+  {
+    std::lock_guard<std::recursive_mutex> lock(mu_);
+    auto it = std::find_if(threads_.begin(), threads_.end(), [&](pthread_t t) { return pthread_equal(t, thread); });
+    if (it == threads_.end()) return ESRCH;
+    threads_.erase(it);
+  }
+  return pthread_join(thread, result);
+}
+
+pid_t Board::gettid() { return static_cast<pid_t>(::syscall(SYS_gettid)); }
 
 int Board::sched_setscheduler(pid_t pid, int policy, const struct sched_param* param) {
   int prio = param != nullptr ? param->sched_priority : -1;

@@ -290,6 +290,9 @@ class Board final : public sys::Backend {
   int sched_setscheduler(pid_t pid, int policy, const struct sched_param* param) override;
   // The thread runs until its function returns or the board goes away.
   int thread_create(pthread_t* thread, void* (*fn)(void*), void* arg) override;
+  // Joins a thread the board started; the joiner does not advance time.
+  int thread_join(pthread_t thread, void** result) override;
+  pid_t gettid() override;
   [[noreturn]] void exit(int status) override;
   [[noreturn]] void _exit(int status) override;
 

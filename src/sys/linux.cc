@@ -109,6 +109,9 @@ class LinuxBackend final : public Backend {
   int thread_create(pthread_t* thread, void* (*fn)(void*), void* arg) override {
     return ::pthread_create(thread, nullptr, fn, arg);
   }
+  int thread_join(pthread_t thread, void** result) override { return ::pthread_join(thread, result); }
+  // Through the generic entry: the C library of the board's toolchain may lack a wrapper.
+  pid_t gettid() override { return static_cast<pid_t>(::syscall(SYS_gettid)); }
   [[noreturn]] void exit(int status) override { ::exit(status); }
   [[noreturn]] void _exit(int status) override { ::_exit(status); }
 };

@@ -67,6 +67,10 @@ class Backend {
   // As pthread_create with default attributes: 0 or an error number. For
   // threads that live as long as the process: callers never join them.
   virtual int thread_create(pthread_t* thread, void* (*fn)(void*), void* arg) = 0;
+  // As pthread_join: 0 or an error number.
+  virtual int thread_join(pthread_t thread, void** result) = 0;
+  // The calling thread's kernel thread id.
+  virtual pid_t gettid() = 0;
   [[noreturn]] virtual void exit(int status) = 0;
   // Ends the process without exit handlers or stdio flushing, as a signal
   // handler may.
@@ -140,6 +144,8 @@ inline int sched_setscheduler(pid_t pid, int policy, const struct sched_param* p
 inline int thread_create(pthread_t* thread, void* (*fn)(void*), void* arg) {
   return backend().thread_create(thread, fn, arg);
 }
+inline int thread_join(pthread_t thread, void** result) { return backend().thread_join(thread, result); }
+inline pid_t gettid() { return backend().gettid(); }
 [[noreturn]] inline void exit(int status) {
   backend().exit(status);
   __builtin_unreachable();
