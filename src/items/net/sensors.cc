@@ -1,0 +1,129 @@
+// NAS kill, temperature and fan: one request each to a small driver.
+#include "items/net/sensors.h"
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "items/net/net_items.h"
+#include "sys/sys.h"
+
+namespace tav {
+
+namespace {
+
+constexpr const char* kNasDefaultPath = "/mnt/test";
+
+// The driver's opener: a descriptor of 0 is reported but still used.
+int open_nas() {
+  int fd = sys::open(kNasPath, O_RDWR);
+  if (fd <= 0) puts("device open fail");
+  return fd;
+}
+
+// The typed path overwrites the default from its first byte, so an empty
+// line sends an empty path. False at end of input before the line ended.
+bool read_nas_path(char (&path)[kNasPathSize]) {
+  for (size_t i = 0; i < kNasPathSize; ++i) {
+    char c;
+    if (sys::read(0, &c, 1) != 1) return false;
+    if (c == '\n') {
+      path[i] = '\0';
+      return true;
+    }
+    path[i] = c;
+  }
+  path[kNasPathSize - 1] = '\0';
+  return true;
+}
+
+}  // namespace
+
+int nas_kill_test(int, char**) {
+  puts("测试NAS异常处理内核删除操作功能测试开始");
+  char path[kNasPathSize] = {};
+  snprintf(path, sizeof path, "%s", kNasDefaultPath);
+  printf("Please input nfs path[default:%s]:", kNasDefaultPath);
+  fflush(stdout);
+  // End of input is no answer: nothing is sent.
+  if (!read_nas_path(path)) {
+    putchar('\n');
+    return -1;
+  }
+  printf("Kill the nfs path[%s]\n", path);
+  int fd = open_nas();
+  if (fd < 0) {
+    fflush(stdout);
+    perror("open /dev/tavnet failed.\n");
+    return -1;
+  }
+  if (sys::ioctl(fd, TAVIO_NAS_KILL_DATA, path) != 0) {
+    fflush(stdout);
+    perror("tavio_nas_kill_data failed.\n");
+    sys::close(fd);
+    return -1;
+  }
+  puts("Kill the nfs path done.");
+  sys::close(fd);
+  puts("测试NAS异常处理内核删除操作功能测试完毕");
+  return 0;
+}
+
+int temperature_tool(int argc, char** argv) {
+  int fd = sys::open(kSensorPath, O_RDWR);
+  if (fd < 0) {
+    puts("Open tsensor error!");
+    return -1;
+  }
+  int ret = 0;
+  if (argc <= 1) {
+    int32_t temperature = 0;
+    ret = sys::ioctl(fd, TSENSOR_READ_TEMP, &temperature);
+    if (ret != 0)
+      printf("Ioctl error, errno = %d\n", errno);
+    else
+      printf("Temperature = %d\n", temperature);
+  } else {
+    puts("Input format error");
+    puts("./temperat");
+  }
+  sys::close(fd);
+  return ret;
+}
+
+int fan_tool(int argc, char** argv) {
+  int fd = sys::open(kFanPath, O_RDWR);
+  if (fd < 0) {
+    puts("Open tavfan error!");
+    return -1;
+  }
+  int ret = 0;
+  if (argc <= 1) {
+    int32_t duty = 0;
+    ret = sys::ioctl(fd, FAN_GET_DUTY, &duty);
+    if (ret != 0)
+      printf("Ioctl error, ret = %d\n", ret);
+    else
+      printf("Get pwm_duty = %d\n", duty);
+  } else if (argc == 2) {
+    // Taken as an int and checked unsigned, so negative duties fail the range too.
+    int32_t duty = static_cast<int32_t>(strtol(argv[1], nullptr, 10));
+    if (static_cast<uint32_t>(duty) > kMaxFanDuty) {
+      puts("Please input pwm duty from (0~100)");
+    } else if ((ret = sys::ioctl(fd, FAN_SET_DUTY, &duty)) != 0) {
+      printf("Ioctl error, ret = %d\n", ret);
+    } else {
+      printf("Set pwm_duty = %d succeed\n", duty);
+    }
+  } else {
+    puts("Input format error !");
+    puts("Get pwm duty: ./pwm_test");
+    puts("Set pwm duty: ./pwm_test [count(0-100)]");
+  }
+  sys::close(fd);
+  return ret;
+}
+
+}  // namespace tav

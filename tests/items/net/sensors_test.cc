@@ -1,0 +1,126 @@
+// NAS kill, temperature and fan tools against their simulated drivers.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "harness.h"
+#include "items/net/net_items.h"
+#include "items/net/sensors.h"
+#include "sim/net_drivers.h"
+
+namespace {
+
+using Prepare = std::function<void(sim::Board&)>;
+
+struct Case {
+  const char* what;
+  tavtest::Entry entry;
+  std::vector<std::string> words;
+  Prepare setup;
+  std::string out;
+  std::string err;
+  int result;
+};
+
+// Runs one case on a fresh board; console is what the operator types.
+void check(const Case& c, const std::string& console = "",
+           const std::function<void(sim::Board&)>& after = nullptr) {
+  auto board = sim::make_default_board();
+  board->set_console(console);
+  sim::install(board.get());
+  c.setup(*board);
+  tavtest::Outcome o = tavtest::run(*board, c.entry, c.words);
+  EXPECT_EQ(o.out, c.out) << c.what;
+  EXPECT_EQ(o.err, c.err) << c.what;
+  EXPECT_EQ(o.result, c.result) << c.what;
+  EXPECT_EQ(o.open_descriptors, 0u) << c.what;
+  if (after) after(*board);
+  sim::install(nullptr);
+}
+
+const Prepare kAsIs = [](sim::Board&) {};
+
+Prepare fail_ioctl(const char* path, int err) {
+  return [=](sim::Board& b) { b.fail({sim::Call::Ioctl, path, 0, 0, err}); };
+}
+
+Prepare missing(const char* path) {
+  return [=](sim::Board& b) { b.remove(path); };
+}
+
+const std::string kNasStart = "测试NAS异常处理内核删除操作功能测试开始\nPlease input nfs path[default:/mnt/test]:";
+const std::string kNasEnd = "Kill the nfs path done.\n测试NAS异常处理内核删除操作功能测试完毕\n";
+
+TEST(SmallDrivers, NasKillSendsTheTypedPath) {
+  struct Nas {
+    const char* what;
+    std::string typed;
+    Prepare fault;
+    std::string out;
+    std::string err;
+    int result;
+    std::vector<std::string> killed;
+  };
+  const std::string long_path(200, 'p');
+  const Nas cases[] = {
+      {"typed path", "/mnt/nfs0\n", kAsIs, kNasStart + "Kill the nfs path[/mnt/nfs0]\n" + kNasEnd, "", 0, {"/mnt/nfs0"}},
+      {"empty line is an empty path, not the default", "\n", kAsIs, kNasStart + "Kill the nfs path[]\n" + kNasEnd, "", 0,
+       {""}},
+      {"short path ends inside the default", "/a\n", kAsIs, kNasStart + "Kill the nfs path[/a]\n" + kNasEnd, "", 0,
+       {"/a"}},
+      {"overlong input is cut within the buffer", long_path + "\n", kAsIs,
+       kNasStart + "Kill the nfs path[" + long_path.substr(0, 127) + "]\n" + kNasEnd, "", 0, {long_path.substr(0, 127)}},
+      {"end of input sends nothing", "/mnt/x", kAsIs, kNasStart + "\n", "", -1, {}},
+      {"no node", "/mnt/nfs0\n", missing(tav::kNasPath), kNasStart + "Kill the nfs path[/mnt/nfs0]\ndevice open fail\n",
+       "open /dev/tavnet failed.\n: No such file or directory\n", -1, {}},
+      {"refused", "/mnt/nfs0\n", fail_ioctl(tav::kNasPath, EBUSY), kNasStart + "Kill the nfs path[/mnt/nfs0]\n",
+       "tavio_nas_kill_data failed.\n: Device or resource busy\n", -1, {}},
+  };
+  for (const Nas& c : cases) {
+    check({c.what, tav::nas_kill_test, {"nas_kill"}, c.fault, c.out, c.err, c.result}, c.typed, [&](sim::Board& b) {
+      if (sim::nas(b) != nullptr) {
+        EXPECT_EQ(sim::nas(b)->killed, c.killed) << c.what;
+      }
+    });
+  }
+}
+
+TEST(SmallDrivers, TemperatureAndFan) {
+  const std::string fan_usage =
+      "Input format error !\nGet pwm duty: ./pwm_test\nSet pwm duty: ./pwm_test [count(0-100)]\n";
+  const Case cases[] = {
+      {"temperature", tav::temperature_tool, {"temperature"}, kAsIs, "Temperature = 47\n", "", 0},
+      {"temperature from the menu", tav::temperature_tool, {}, [](sim::Board& b) { sim::sensor(b)->celsius = -5; },
+       "Temperature = -5\n", "", 0},
+      {"temperature takes no argument", tav::temperature_tool, {"temperature", "1"}, kAsIs,
+       "Input format error\n./temperat\n", "", 0},
+      {"temperature read fails", tav::temperature_tool, {"temperature"}, fail_ioctl(tav::kSensorPath, EIO),
+       "Ioctl error, errno = 5\n", "", -1},
+      {"no sensor", tav::temperature_tool, {"temperature"}, missing(tav::kSensorPath), "Open tsensor error!\n", "", -1},
+      {"fan get", tav::fan_tool, {"fan"}, kAsIs, "Get pwm_duty = 60\n", "", 0},
+      {"fan set", tav::fan_tool, {"fan", "100"}, kAsIs, "Set pwm_duty = 100 succeed\n", "", 0},
+      {"fan set 0", tav::fan_tool, {"fan", "0"}, kAsIs, "Set pwm_duty = 0 succeed\n", "", 0},
+      {"fan 101", tav::fan_tool, {"fan", "101"}, kAsIs, "Please input pwm duty from (0~100)\n", "", 0},
+      {"fan -1", tav::fan_tool, {"fan", "-1"}, kAsIs, "Please input pwm duty from (0~100)\n", "", 0},
+      {"fan too many", tav::fan_tool, {"fan", "1", "2"}, kAsIs, fan_usage, "", 0},
+      {"fan get fails", tav::fan_tool, {"fan"}, fail_ioctl(tav::kFanPath, EIO), "Ioctl error, ret = -1\n", "", -1},
+      {"fan set fails", tav::fan_tool, {"fan", "50"}, fail_ioctl(tav::kFanPath, EIO), "Ioctl error, ret = -1\n", "",
+       -1},
+      {"no fan", tav::fan_tool, {"fan", "50"}, missing(tav::kFanPath), "Open tavfan error!\n", "", -1},
+  };
+  for (const Case& c : cases) check(c);
+}
+
+class FanState : public tavtest::BoardTest {};
+
+TEST_F(FanState, KeepsOnlyAcceptedDuties) {
+  run(tav::fan_tool, {"fan", "35"});
+  run(tav::fan_tool, {"fan", "4294967296"});  // wraps to 0 as the int it is taken as
+  run(tav::fan_tool, {"fan", "250"});
+  EXPECT_EQ(sim::fan(board())->sets, (std::vector<int32_t>{35, 0}));
+  EXPECT_EQ(run(tav::fan_tool, {"fan"}).out, "Get pwm_duty = 0\n");
+}
+
+}  // namespace
