@@ -4,6 +4,7 @@
 
 #include "block.h"
 #include "disk.h"
+#include "env.h"
 #include "i2c.h"
 #include "mii.h"
 #include "net_drivers.h"
@@ -70,6 +71,7 @@ std::unique_ptr<Board> make_default_board() {
   add_peripherals(*board);
   add_serial_ports(*board);
   add_net_drivers(*board);
+  add_env(*board);
   return board;
 }
 

@@ -26,5 +26,8 @@ int rs485_test(int argc, char** argv);
 int gpio_tool(int argc, char** argv);
 // Runs until stopped, unless a request fails.
 int pse_test(int argc, char** argv);
+int uboot_env_test(int argc, char** argv);
+int encrypto_test(int argc, char** argv);
+int workkey_tool(int argc, char** argv);
 
 }  // namespace tav

@@ -1,0 +1,50 @@
+// The boot-environment driver (/dev/env): requests and records.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace tav {
+
+constexpr const char* kEnvPath = "/dev/env";
+
+constexpr unsigned long UBOOT_ENV_GET = 0xC1404501;
+constexpr unsigned long UBOOT_ENV_SET = 0xC1404502;
+constexpr unsigned long UBOOT_ENV_TOTAL = 0xC0044503;
+constexpr unsigned long UBOOT_ENV_GET_KEY = 0xC0444504;
+constexpr unsigned long UBOOT_ENV_TRANS_MODE = 0xC0104505;
+constexpr unsigned long UBOOT_ENV_PASSWD = 0xC0444506;
+
+// The factory network's server, written to serverip by the tests.
+constexpr const char* kFactoryServerIp = "192.168.1.100";
+
+struct EnvKey {
+  uint32_t index;
+  char name[64];
+};
+static_assert(sizeof(EnvKey) == 68);
+
+struct EnvVariable {
+  char name[64];
+  char value[256];
+};
+static_assert(sizeof(EnvVariable) == 320);
+static_assert(offsetof(EnvVariable, value) == 64);
+
+// Serial pass-through: on (1) or back to the console (0), the baud rate,
+// and two words the driver takes as they stand.
+struct EnvTransMode {
+  uint32_t on;
+  uint32_t baud;
+  uint32_t word2;
+  uint32_t word3;
+};
+static_assert(sizeof(EnvTransMode) == 16);
+
+struct EnvPassword {
+  uint32_t length;  // without the terminator
+  char text[64];
+};
+static_assert(sizeof(EnvPassword) == 68);
+
+}  // namespace tav
