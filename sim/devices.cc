@@ -3,6 +3,7 @@
 #include <errno.h>
 
 #include "block.h"
+#include "ded.h"
 #include "disk.h"
 #include "env.h"
 #include "i2c.h"
@@ -72,6 +73,7 @@ std::unique_ptr<Board> make_default_board() {
   add_serial_ports(*board);
   add_net_drivers(*board);
   add_env(*board);
+  add_ded(*board);
   return board;
 }
 

@@ -27,6 +27,7 @@ const TestItem kFactoryItems[] = {
     {"pse", 2, pse_test, "模拟PSE供电测试"},
     {"uboot_env", 2, uboot_env_test, "UBOOT环境变量测试"},
     {"encrypto_test", 2, encrypto_test, "环境变量密码设置"},
+    {"workkey", 2, workkey_tool, "工作密钥加解密"},
     {"disk_scan", 1, disk_scan, "硬盘扫描检测"},
     {"sata_port", 1, sata_port, "SATA端口信息"},
     {"disk_power", 2, disk_power, "硬盘上下电测试"},
