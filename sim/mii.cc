@@ -6,6 +6,7 @@
 #include <cstring>
 #include <memory>
 
+#include "items/net/netif.h"
 #include "tools/mii.h"
 
 namespace sim {
@@ -33,14 +34,60 @@ MiiSocket::Registers& MiiSocket::phy(const std::string& ifname, uint16_t addr) {
   return it->second;
 }
 
-int MiiSocket::ioctl(OpenFile& f, unsigned long request, void* arg) {
-  if (request != tav::SIOC_GMIIPHY && request != tav::SIOC_GMIIREG && request != tav::SIOC_SMIIREG) return -ENOTTY;
-  auto* req = static_cast<tav::MiiIfreq*>(arg);
-  if (req == nullptr) return -EFAULT;
+void MiiSocket::set_link(const std::string& ifname, bool up) {
   std::lock_guard<std::mutex> lock(mu_);
-  std::string name(req->name, strnlen(req->name, sizeof req->name));
+  ifaces_.at(ifname).link = up;
+}
+
+void MiiSocket::set_support(const std::string& ifname, bool ethtool, bool mii) {
+  std::lock_guard<std::mutex> lock(mu_);
+  ifaces_.at(ifname).ethtool = ethtool;
+  ifaces_.at(ifname).mii = mii;
+}
+
+int16_t MiiSocket::flags(const std::string& ifname) {
+  std::lock_guard<std::mutex> lock(mu_);
+  return ifaces_.at(ifname).flags;
+}
+
+std::vector<int16_t> MiiSocket::flag_sets(const std::string& ifname) {
+  std::lock_guard<std::mutex> lock(mu_);
+  return ifaces_.at(ifname).flag_sets;
+}
+
+int MiiSocket::interface_ioctl(Interface& i, unsigned long request, void* arg) {
+  if (request == tav::SIOC_GIFFLAGS) {
+    static_cast<tav::IfFlagsReq*>(arg)->flags = i.flags;
+    return 0;
+  }
+  if (request == tav::SIOC_SIFFLAGS) {
+    i.flags = static_cast<tav::IfFlagsReq*>(arg)->flags;
+    i.flag_sets.push_back(i.flags);
+    return 0;
+  }
+  if (!i.ethtool) return -EOPNOTSUPP;
+  tav::EthtoolValue* v = static_cast<tav::EthtoolReq*>(arg)->data;
+  if (v == nullptr) return -EFAULT;
+  if (v->cmd != tav::ETHTOOL_GLINK_CMD) return -EOPNOTSUPP;
+  // The carrier is seen only while the interface is up.
+  v->data = i.link && (i.flags & tav::kIffUp) ? 1 : 0;
+  return 0;
+}
+
+int MiiSocket::ioctl(OpenFile& f, unsigned long request, void* arg) {
+  bool mii_request = request == tav::SIOC_GMIIPHY || request == tav::SIOC_GMIIREG || request == tav::SIOC_SMIIREG;
+  bool if_request = request == tav::SIOC_GIFFLAGS || request == tav::SIOC_SIFFLAGS || request == tav::SIOC_ETHTOOL;
+  if (!mii_request && !if_request) return -ENOTTY;
+  if (arg == nullptr) return -EFAULT;
+  // Every request starts with the interface name.
+  const char* ifname = static_cast<const char*>(arg);
+  std::lock_guard<std::mutex> lock(mu_);
+  std::string name(ifname, strnlen(ifname, tav::kIfNameSize));
   auto it = ifaces_.find(name);
   if (it == ifaces_.end()) return -ENODEV;
+  if (if_request) return interface_ioctl(it->second, request, arg);
+  if (!it->second.mii) return -EOPNOTSUPP;
+  auto* req = static_cast<tav::MiiIfreq*>(arg);
   tav::MiiData& mii = req->mii;
   if (request == tav::SIOC_GMIIPHY) {
     mii.phy_id = it->second.phy_addr;
@@ -56,7 +103,12 @@ int MiiSocket::ioctl(OpenFile& f, unsigned long request, void* arg) {
     return 0;
   }
   log_frame(f, addr, reg, mii.val_in);
-  if (phy_it != it->second.phys.end()) phy_it->second[reg] = mii.val_in;
+  if (phy_it == it->second.phys.end()) return 0;
+  // The control register's reset bit clears itself and every register.
+  if (reg == 0 && (mii.val_in & 0x8000))
+    phy_it->second = kResetPhy;
+  else
+    phy_it->second[reg] = mii.val_in;
   return 0;
 }
 
@@ -64,6 +116,7 @@ void add_mii_devices(Board& board) {
   auto sock = std::make_shared<MiiSocket>();
   sock->add_interface("eth0", 1);
   board.add("socket:" + std::to_string(AF_INET), sock);
+  board.add("socket:" + std::to_string(AF_UNIX), sock);
 }
 
 }  // namespace sim
