@@ -14,6 +14,7 @@
 #include "serial.h"
 #include "spi.h"
 #include "storage.h"
+#include "switch.h"
 #include "tavio.h"
 
 namespace sim {
@@ -74,6 +75,7 @@ std::unique_ptr<Board> make_default_board() {
   add_net_drivers(*board);
   add_env(*board);
   add_ded(*board);
+  add_switch(*board);
   return board;
 }
 

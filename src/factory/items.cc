@@ -36,6 +36,7 @@ const TestItem kFactoryItems[] = {
     {"disk_unlock", 2, disk_unlock, "硬盘密码解锁测试"},
     {"hdbuffer", 2, hdbuffer, "硬盘缓存设置"},
     {"phy", 2, phy_tool, "MDIO与PHY链路"},
+    {"switch", 2, switch_tool, "交换芯片工具"},
     {"nas_kill", 2, nas_kill_test, "NAS异常处理测试"},
     {"temperature", 1, temperature_tool, "温度读取"},
     {"fan", 1, fan_tool, "风扇转速"},

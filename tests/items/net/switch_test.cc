@@ -1,0 +1,168 @@
+// The switch tool against the simulated switch driver: the records sent on
+// both interfaces, byte for byte, and what is printed of the answers.
+#include <gtest/gtest.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "harness.h"
+#include "items/net/net_items.h"
+#include "items/net/switch.h"
+#include "sim/switch.h"
+
+namespace {
+
+const std::string kUsage =
+    "usage:\n[port_status]: get port status.\n[port_status2]: get port status.v2.\n"
+    "[mac_lut xx:xx:xx:xx:xx:xx]: get port num from MAC.\n[mac_lut2 xx:xx:xx:xx:xx:xx]: get channle num from MAC.v2.\n"
+    "[port_mode port_num speed duplex]: port mode set\n[port_mode2 channel speed duplex]: channel mode set.v2.\n"
+    "[host]: get host port status\n[mirror -r]: read current port mirror config.\n"
+    "[mirror -w]: config port mirror(from P0 to P16, ingress).\n"
+    "[mac_security port_num xx:xx:xx:xx:xx:xx]: config port mac security.\n[set_vlan]: set vlan.\n\n"
+    "[p_status]: get port status.V3.\n[m_lut xx:xx:xx:xx:xx:xx]: get channel num from MAC.V3.\n"
+    "[p_mode channel speed duplex]: channel mode set.v3.\n[h_status]: get host port status.V3.\n"
+    "[p_mirror -r/w]: read/write current port mirror config.V3.\n"
+    "[m_sec channel xx:xx:xx:xx:xx:xx]: config channel mac security.\n[vlan]: set vlan.V3\n";
+
+using Sparse = std::map<size_t, uint8_t>;  // the record's non-zero bytes
+
+struct Case {
+  std::vector<std::string> words;
+  unsigned long request;
+  size_t size;
+  Sparse sent;
+  std::string out;
+};
+
+class Switch : public tavtest::BoardTest {
+ protected:
+  sim::SwitchDevice& sw() { return *sim::switch_driver(board()); }
+  // The records the run sent to the switch.
+  static std::vector<sim::Request> sent(const tavtest::Outcome& o) {
+    std::vector<sim::Request> r;
+    for (const auto& q : o.requests)
+      if (q.call == sim::Call::Ioctl && q.path == tav::kSwitchPath) r.push_back(q);
+    return r;
+  }
+};
+
+TEST_F(Switch, EveryCommandsRecordAndReport) {
+  const unsigned long legacy = tav::SWITCH_LEGACY_REQUEST;
+  sw().secured[7] = {0xAA, 0xBB, 0xCC, 0xDD, 0x0E, 0x0F};
+  const Case cases[] = {
+      {{"switch", "port_status"}, legacy, 128, {{0, 30}}, "current_status: 0x1f\nstatus_changed: 1\n"},
+      {{"switch", "port_status2"}, legacy, 128, {{0, 32}}, "current_status_v2: 0x1f\nstatus_changed: 1\n"},
+      {{"switch", "mac_lut", "00:12:34:56:78:9a"}, legacy, 128,
+       {{0, 29}, {5, 0x12}, {6, 0x34}, {7, 0x56}, {8, 0x78}, {9, 0x9A}}, "MAC:  0:12:34:56:78:9a at port: 3\n"},
+      {{"switch", "port_mode", "4", "100", "1"}, legacy, 128, {{0, 202}, {4, 4}, {6, 100}, {8, 1}},
+       "[port_mode]set port 4, speed: 100, duplex: Full"},
+      {{"switch", "port_mode2", "2", "1000", "0"}, legacy, 128, {{0, 206}, {4, 2}, {6, 0xE8}, {7, 0x03}},
+       "[port_mode]set port.v2 2, speed: 1000, duplex: Half"},
+      {{"switch", "host_status"}, legacy, 128, {{0, 205}}, "host port current_status2: 0x8c\n"},
+      {{"switch", "mirror", "-w"}, legacy, 128, {{0, 200}, {4, 1}, {10, 1}, {12, 2}},
+       "src_ports: 0x1, dst_ports: 0x10000, mirror_method: 0x2\n"},
+      {{"switch", "mirror", "-r"}, legacy, 128, {{0, 200}, {13, 1}},
+       "src_ports: 0x1, dst_ports: 0x10000, mirror_method: 0x2\n"},
+      {{"switch", "mac_security", "5", "01:02:03:04:05:06"}, legacy, 128,
+       {{0, 201}, {4, 15}, {12, 5}, {16, 1}, {20, 1}, {21, 2}, {22, 3}, {23, 4}, {24, 5}, {25, 6}},
+       "set port 5 SA:  1: 2: 3: 4:52: 6 success!\n"},
+      {{"switch", "mac_security", "7"}, legacy, 128, {{0, 201}, {12, 7}}, "set port 7 SA: aa:bb:cc:dd:e2: f success!\n"},
+      {{"switch", "set_vlan"}, legacy, 128, {{0, 203}}, "set vlan succeed\n"},
+      {{"switch", "p_status"}, tav::SWITCH_V3_PORT_STATUS, 12, {}, "[V3]current_status: 0x1f\n[V3]status_changed: 1\n"},
+      {{"switch", "m_lut", "00:12:34:56:78:9a"}, tav::SWITCH_V3_MAC_LUT, 48,
+       {{1, 0x12}, {2, 0x34}, {3, 0x56}, {4, 0x78}, {5, 0x9A}}, "[V3]MAC:  0:12:34:56:78:9a at channel: 3\n"},
+      {{"switch", "p_mode", "17", "10", "1"}, tav::SWITCH_V3_PORT_MODE, 28, {{0, 17}, {6, 10}, {8, 1}},
+       "[V3]set channel 17, chipno:1, port:1, speed: 10, duplex: Full"},
+      {{"switch", "h_status"}, tav::SWITCH_V3_HOST_STATUS, 28, {}, "[V3]host port current_status2: 0x8c\n"},
+      {{"switch", "p_mirror", "-w"}, tav::SWITCH_V3_MIRROR, 28, {{0, 1}, {4, 32}, {16, 2}},
+       "[V3]src_channel: 0x1, dst_channel: 0x20, mirror_method: 0x2\n"},
+      {{"switch", "p_mirror", "-r"}, tav::SWITCH_V3_MIRROR, 28, {{17, 1}},
+       "[V3]src_channel: 0x1, dst_channel: 0x20, mirror_method: 0x2\n"},
+      {{"switch", "m_sec", "9", "a1:b2:c3:d4:e5:f6"}, tav::SWITCH_V3_MAC_SECURITY, 64,
+       {{0, 9}, {8, 1}, {12, 15}, {20, 0xA1}, {21, 0xB2}, {22, 0xC3}, {23, 0xD4}, {24, 0xE5}, {25, 0xF6}},
+       "[V3]set port 9 SA: a1:b2:c3:d4:e52:f6 success!\n"},
+      {{"switch", "vlan"}, tav::SWITCH_V3_VLAN, 4, {}, "[V3]set vlan succeed\n"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.words[1] + (c.words.size() > 2 ? " " + c.words[2] : ""));
+    tavtest::Outcome o = run(tav::switch_tool, c.words);
+    EXPECT_EQ(o.out, c.out);
+    EXPECT_EQ(o.result, 0);
+    EXPECT_EQ(o.open_descriptors, 0u);
+    auto reqs = sent(o);
+    ASSERT_EQ(reqs.size(), 1u);
+    EXPECT_EQ(reqs[0].request, c.request);
+    std::vector<uint8_t> want(c.size, 0);
+    for (const auto& kv : c.sent) want[kv.first] = kv.second;
+    EXPECT_EQ(reqs[0].bytes, want);
+  }
+  EXPECT_EQ(sw().vlan_sets, 2);
+  ASSERT_EQ(sw().modes.size(), 3u);
+  EXPECT_EQ(sw().modes[2].port, 17u);
+}
+
+TEST_F(Switch, ArgumentErrorsAndFailures) {
+  struct Bad {
+    std::vector<std::string> words;
+    std::string out_head;  // stdout starts with this
+    size_t requests;
+  };
+  const Bad cases[] = {
+      {{"switch", "port_statusX"}, kUsage, 0},
+      {{"switch", "mirror", "-x"}, "", 0},
+      {{"switch", "mirror"}, "", 0},
+      {{"switch", "mac_lut"}, "[mac_lut xx:xx:xx:xx:xx:xx]: get port num from MAC.\nrun mac_lut failed, errno: ", 0},
+      {{"switch", "mac_lut2", "a", "b"},
+       "[mac_lut2 xx:xx:xx:xx:xx:xx]: get port num from MAC.v2.\nrun mac_lut2 failed, errno: ", 0},
+      {{"switch", "m_lut"}, "[m_lut xx:xx:xx:xx:xx:xx]: [V3]get port num from MAC.\nrun m_lut failed, errno: ", 0},
+      {{"switch", "port_mode", "1", "100"}, "[port_mode port_num speed duplex]: port mode set\nrun port_mode failed", 0},
+      {{"switch", "port_mode2", "1"}, "[port_mode2 port_num speed duplex]: port mode set.v2.\nrun port_mode2 failed", 0},
+      {{"switch", "p_mode"}, "[p_mode channel speed duplex]: [V3]port mode set\nrun p_mode failed", 0},
+      {{"switch", "mac_security"}, "[mac_security port_num xx:xx:xx:xx:xx:xx]: config port mac security.\n", 0},
+      // A short address leaves the record's address all zero; the table has no such entry.
+      {{"switch", "mac_lut", "11:22:33"}, "do_mac_lut(", 1},
+      {{"switch", "port_mode", "1", "55", "1"}, "do_port_mode(", 1},
+  };
+  for (const Bad& c : cases) {
+    SCOPED_TRACE(c.words[1]);
+    tavtest::Outcome o = run(tav::switch_tool, c.words);
+    EXPECT_EQ(o.out.substr(0, c.out_head.size()), c.out_head);
+    if (c.out_head.empty()) {
+      EXPECT_EQ(o.out, "");
+    }
+    EXPECT_EQ(o.result, 0);
+    auto reqs = sent(o);
+    ASSERT_EQ(reqs.size(), c.requests);
+    if (c.requests == 1 && c.words[1] == "mac_lut") {
+      std::vector<uint8_t> want(128, 0);
+      want[0] = 29;
+      EXPECT_EQ(reqs[0].bytes, want);
+    }
+  }
+  // A failed request is reported by the handler, then by the dispatcher.
+  board().fail({sim::Call::Ioctl, tav::kSwitchPath, 0, 0, EIO});
+  tavtest::Outcome o = run(tav::switch_tool, {"switch", "h_status"});
+  EXPECT_EQ(o.out.substr(0, 18), "do_host_status_v3(");
+  EXPECT_TRUE(o.out.find("): ioctl failed, errno: 5\nrun h_status failed, errno: 5\n") != std::string::npos) << o.out;
+  board().clear_faults();
+  board().fail({sim::Call::Close, tav::kSwitchPath, 0, 0, EIO});
+  o = run(tav::switch_tool, {"switch", "vlan"});
+  EXPECT_EQ(o.out, "[V3]set vlan succeed\nclose file /dev/tav_switch failed, errno:5!\n");
+  board().clear_faults();
+  board().remove(tav::kSwitchPath);
+  o = run(tav::switch_tool, {"switch", "vlan"});
+  EXPECT_EQ(o.out, "open file /dev/tav_switch failed, errno: 2\n");
+  EXPECT_EQ(o.result, 0);
+}
+
+TEST_F(Switch, UsageEndsTheProcess) {
+  for (std::vector<std::string> words : {std::vector<std::string>{"switch"}, {"switch", "-h"}}) {
+    tavtest::Outcome o = run(tav::switch_tool, words);
+    EXPECT_TRUE(o.exited);
+    EXPECT_EQ(o.status, 0);
+    EXPECT_EQ(o.out, kUsage);
+  }
+}
+
+}  // namespace
