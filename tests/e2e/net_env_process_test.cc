@@ -1,0 +1,114 @@
+// The environment, key and network items as real processes through their
+// links: on the simulated board, with the Linux backend where they need no
+// driver, and the PHY tool against real interfaces in a private network
+// namespace where the machine allows one.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <string>
+#include <vector>
+
+#include "harness.h"
+
+namespace {
+
+using tavtest::Proc;
+
+class NetEnvProcess : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    dir_.link("tav_factory", TAV_FACTORY_PATH);
+    dir_.link("tav_factory_sim", TAV_FACTORY_SIM_PATH);
+  }
+  Proc start(const std::string& name, const std::vector<std::string>& args, const std::string& input = "") {
+    return tavtest::run_process(dir_, name, args, {"LC_ALL=C"}, input);
+  }
+  tavtest::TempDir dir_;
+};
+
+TEST_F(NetEnvProcess, items_through_links_on_the_simulated_board) {
+  for (const char* name :
+       {"uboot_env", "encrypto_test", "workkey", "phy", "switch", "nas_kill", "temperature", "fan"})
+    dir_.link(name, "tav_factory_sim");
+  Proc p = start("uboot_env", {});
+  EXPECT_EQ(p.status, 0);
+  EXPECT_NE(p.out.find("测试设置serverip: '192.168.1.100'\nUBOOT环境变量模块测试完毕\n"), std::string::npos) << p.out;
+  EXPECT_EQ(start("encrypto_test", {"s3cret"}).out, "successful!\n");
+  p = start("encrypto_test", {std::string(64, 'x')});
+  EXPECT_EQ(p.out, "passwd too large\n");
+  EXPECT_EQ(p.status, 0);  // the runner does not pass an item's result on
+  // Each run is a fresh board; the key file in the working directory carries over.
+  EXPECT_EQ(start("workkey", {"-e", "abc"}).out, "");
+  EXPECT_EQ(start("workkey", {"-d"}).out, "out:abc\n");
+  p = start("workkey", {"-h"});
+  EXPECT_EQ(p.err.substr(0, 32), "\nUsage: workkey String [option]\n");
+  EXPECT_EQ(start("phy", {"link", "eth0"}).out, "phy on eth0 is link up\n");
+  p = start("phy", {});
+  EXPECT_EQ(p.status, 0);
+  EXPECT_EQ(p.out.substr(0, 6), "mdio:\n");
+  EXPECT_EQ(start("switch", {"vlan"}).out, "[V3]set vlan succeed\n");
+  EXPECT_EQ(start("nas_kill", {}, "/mnt/nfs\n").out,
+            "测试NAS异常处理内核删除操作功能测试开始\nPlease input nfs path[default:/mnt/test]:"
+            "Kill the nfs path[/mnt/nfs]\nKill the nfs path done.\n测试NAS异常处理内核删除操作功能测试完毕\n");
+  EXPECT_EQ(start("temperature", {}).out, "Temperature = 47\n");
+  EXPECT_EQ(start("fan", {"50"}).out, "Set pwm_duty = 50 succeed\n");
+  EXPECT_EQ(start("tav_factory_sim", {"fan", "101"}).out, "Please input pwm duty from (0~100)\n");
+}
+
+TEST_F(NetEnvProcess, workkey_file_store_without_the_driver_on_the_host) {
+  if (access("/dev/tavded", F_OK) == 0) GTEST_SKIP() << "this machine has an encryption driver";
+  dir_.link("workkey", "tav_factory");
+  Proc p = start("workkey", {"-e", "abc"});
+  EXPECT_EQ(p.status, 0);
+  EXPECT_EQ(p.out, "Open tavded fail. errno[2]\n");
+  std::string want(32, '\0');
+  want[0] = 8;
+  want += std::string("abc") + std::string(5, '\0');
+  EXPECT_EQ(tavtest::read_file(dir_ / "ded_workkey"), want);
+  struct stat st;
+  ASSERT_EQ(stat((dir_ / "ded_workkey").c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 07777, 0u);
+}
+
+// Runs script in a fresh network namespace, or says why it cannot.
+bool namespace_unavailable(std::string* why) {
+  if (geteuid() != 0) {
+    *why = "needs root for a private network namespace";
+    return true;
+  }
+  if (access("/usr/bin/unshare", X_OK) != 0 || access("/usr/sbin/ip", X_OK) != 0) {
+    *why = "needs unshare and ip";
+    return true;
+  }
+  if (system("/usr/bin/unshare -n /bin/true >/dev/null 2>&1") != 0) {
+    *why = "this machine refuses a private network namespace";
+    return true;
+  }
+  return false;
+}
+
+TEST_F(NetEnvProcess, phy_link_and_reset_on_real_interfaces) {
+  std::string why;
+  if (namespace_unavailable(&why)) GTEST_SKIP() << why;
+  dir_.link("phy", "tav_factory");
+  dir_.link("unshare", "/usr/bin/unshare");
+  // A veth pair: the carrier follows the peer; neither end has MII.
+  const std::string script =
+      "ip=/usr/sbin/ip; $ip link add v0 type veth peer name v1 || exit 9; "
+      "./phy link v0; ./phy reset v0; echo rc=$?; $ip -o link show v0 | grep -c '<.*UP'; "
+      "./phy link v0; $ip link set v1 up; ./phy link v0; "
+      "$ip link set v0 down; ./phy link v0; ./phy reset lo; $ip -o link show lo | grep -c '<.*UP'";
+  Proc p = start("unshare", {"-n", "/bin/sh", "-c", script});
+  ASSERT_NE(p.status, 9) << "veth pair: " << p.err;
+  EXPECT_EQ(p.out,
+            "phy on v0 is link down\n"
+            "ioctl cmd SIOCGMIIPHY failed, errno: 95\n"
+            "rc=0\n1\n"
+            "phy on v0 is link down\n"
+            "phy on v0 is link up\n"
+            "phy on v0 is link down\n"
+            "ioctl cmd SIOCGMIIPHY failed, errno: 95\n1\n");
+}
+
+}  // namespace
