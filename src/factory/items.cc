@@ -3,6 +3,7 @@
 #include "items/net/net_items.h"
 #include "items/storage/disk_perf.h"
 #include "items/storage/smart.h"
+#include "items/storage/spi_switch.h"
 #include "items/storage/storage_ctl.h"
 
 namespace tav {
@@ -35,6 +36,7 @@ const TestItem kFactoryItems[] = {
     {"disk_perf", 2, disk_perf, "硬盘读写性能测试"},
     {"disk_unlock", 2, disk_unlock, "硬盘密码解锁测试"},
     {"hdbuffer", 2, hdbuffer, "硬盘缓存设置"},
+    {"spi_switch", 2, spi_switch, "NAND与SPI NOR切换测试"},
     {"phy", 2, phy_tool, "MDIO与PHY链路"},
     {"switch", 2, switch_tool, "交换芯片工具"},
     {"nas_kill", 2, nas_kill_test, "NAS异常处理测试"},

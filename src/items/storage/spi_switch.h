@@ -1,0 +1,16 @@
+// SPI flash switch test: 20 threads on the NOR (through the boot
+// environment) and 20 on the NAND (through an MTD block device) at once.
+#pragma once
+
+namespace tav {
+
+// Returns the last join's result (0), or -1 when a thread cannot be
+// created or joined.
+int spi_switch(int argc, char** argv);
+
+// Rounds each thread makes. Tests shorten it: 20 threads rewriting a
+// megabyte 10000 times each is the board's load, not a unit test's.
+constexpr int kSpiSwitchRounds = 10000;
+void set_spi_switch_rounds(int rounds);
+
+}  // namespace tav

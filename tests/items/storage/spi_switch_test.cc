@@ -1,0 +1,129 @@
+// The SPI flash switch test: forty threads on the simulated NOR (the boot
+// environment) and NAND (an MTD block device) at once.
+#include <gtest/gtest.h>
+
+#include <map>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "harness.h"
+#include "items/io/env.h"
+#include "items/io/tavio.h"
+#include "items/storage/spi_switch.h"
+#include "sim/env.h"
+#include "sim/tavio.h"
+
+namespace {
+
+const std::string kStart = "NAND FLASH和SPI NOR FLASH切换测试开始\n";
+const std::string kEnd = "NAND FLASH和SPI NOR FLASH切换测试完毕\n";
+
+size_t count(const std::string& text, const std::string& what) {
+  size_t n = 0;
+  for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + what.size())) ++n;
+  return n;
+}
+
+// Rounds seen per thread id in "spi_<chip>_<tid>(<round>)" lines; each
+// thread's rounds must come in order from 0.
+std::map<long, int> rounds_by_thread(const std::string& out, const std::string& chip) {
+  std::map<long, int> next;
+  std::regex line("spi_" + chip + "_(\\d+)\\((\\d+)\\)\n");
+  for (std::sregex_iterator it(out.begin(), out.end(), line), end; it != end; ++it) {
+    long tid = std::stol((*it)[1]);
+    int round = std::stoi((*it)[2]);
+    EXPECT_EQ(round, next[tid]) << chip << " thread " << tid;
+    next[tid] = round + 1;
+  }
+  return next;
+}
+
+class SpiSwitch : public tavtest::BoardTest {
+ protected:
+  void SetUp() override {
+    tavtest::BoardTest::SetUp();
+    tav::set_spi_switch_rounds(3);
+  }
+  void TearDown() override {
+    tav::set_spi_switch_rounds(tav::kSpiSwitchRounds);
+    tavtest::BoardTest::TearDown();
+  }
+};
+
+TEST_F(SpiSwitch, NorThreadsEachRunTheirRoundsWithoutTheNand) {
+  board().remove("/dev/mtdblock1");
+  tavtest::Outcome o = run(tav::spi_switch, {"spi_switch"});
+  EXPECT_EQ(o.result, 0);
+  EXPECT_EQ(o.out.substr(0, kStart.size()), kStart);
+  EXPECT_EQ(o.out.substr(o.out.size() - kEnd.size()), kEnd);
+  EXPECT_EQ(count(o.out, "waiting for testing\n"), 1u);
+  EXPECT_EQ(count(o.out, "驱动打开失败\n"), 20u);
+  std::map<long, int> nor = rounds_by_thread(o.out, "nor");
+  EXPECT_EQ(nor.size(), 20u);
+  for (const auto& kv : nor) EXPECT_EQ(kv.second, 3) << kv.first;
+  EXPECT_EQ(sim::env(board())->get("serverip"), tav::kFactoryServerIp);
+  EXPECT_EQ(o.open_descriptors, 0u);
+}
+
+TEST_F(SpiSwitch, NorThreadFailures) {
+  struct Case {
+    const char* what;
+    sim::Fault fault;
+    std::string line;  // printed once by each NOR thread
+  };
+  const Case cases[] = {
+      {"environment refuses the write", {sim::Call::Ioctl, tav::kEnvPath, tav::UBOOT_ENV_SET, 0, EIO}, ""},
+      {"environment read fails", {sim::Call::Ioctl, tav::kEnvPath, tav::UBOOT_ENV_GET, 0, EIO}, ""},
+      {"hardware record unreadable", {sim::Call::Ioctl, tav::kTavioPath, tav::TAVIO_GET_HARDWRE_INFO, 0, EIO},
+       "获取cpld失败!\n"},
+      {"no environment driver", {sim::Call::Open, tav::kEnvPath, 0, 0, ENOENT}, "驱动接口TAVENV_NAME打开失败!\n"},
+      {"no IO control device", {sim::Call::Open, tav::kTavioPath, 0, 0, ENOENT}, "驱动接口TAVIO_NAME打开失败!\n"},
+  };
+  board().remove("/dev/mtdblock1");
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    board().clear_faults();
+    board().fail(c.fault);
+    tavtest::Outcome o = run(tav::spi_switch, {"spi_switch"});
+    EXPECT_EQ(o.result, 0);
+    EXPECT_EQ(count(o.out, "spi_nor_"), 0u);
+    if (!c.line.empty()) {
+      EXPECT_EQ(count(o.out, c.line), 20u);
+    }
+    EXPECT_EQ(o.open_descriptors, 0u);
+  }
+  board().clear_faults();
+  sim::set_bad_hw_magic(board());
+  tavtest::Outcome o = run(tav::spi_switch, {"spi_switch"});
+  EXPECT_EQ(count(o.out, "读取cpld不正确!\n"), 20u);
+  EXPECT_EQ(count(o.out, "spi_nor_"), 0u);
+}
+
+TEST_F(SpiSwitch, ThreadsThatCannotStartOrBeJoined) {
+  struct Case {
+    sim::Fault fault;
+    std::string line;
+  };
+  const Case cases[] = {
+      {{sim::Call::Thread, "create", 0, 5, EAGAIN}, "创建多个hr_spi_nor_fn线程失败!\n"},
+      {{sim::Call::Thread, "create", 0, 21, EAGAIN}, "创建多个hr_spi_nand_fn线程失败!\n"},
+      {{sim::Call::Thread, "join", 0, 2, ESRCH}, "tid_nor线程结束失败!\n"},
+      {{sim::Call::Thread, "join", 0, 21, ESRCH}, "tid_nand线程结束失败!\n"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.line);
+    auto b = sim::make_default_board();
+    b->set_console("");
+    b->remove("/dev/mtdblock1");
+    sim::install(b.get());
+    b->fail(c.fault);
+    tavtest::Outcome o = tavtest::run(*b, tav::spi_switch, {"spi_switch"});
+    EXPECT_EQ(o.result, -1);
+    EXPECT_EQ(count(o.out, c.line), 1u) << o.out.substr(0, 300);
+    EXPECT_EQ(count(o.out, kEnd), 0u);
+    sim::install(nullptr);
+  }
+}
+
+}  // namespace
