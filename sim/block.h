@@ -5,7 +5,9 @@
 
 #include <condition_variable>
 #include <cstdint>
+#include <map>
 #include <mutex>
+#include <vector>
 
 #include "board.h"
 
@@ -29,6 +31,12 @@ class BlockDevice final : public Device {
 
   uint64_t bytes_read() const;
   uint64_t bytes_written() const;
+  // Keeps what is written (sparsely) so reads give it back; without this
+  // the device reads zeros, which is all a throughput test needs.
+  void keep_data();
+  // Copies of the device's bytes, for tests (zeros where never written).
+  std::vector<uint8_t> data(uint64_t offset, size_t n) const;
+  int flushes() const;
 
   int open(OpenFile& f) override;
   ssize_t read(OpenFile& f, void* buf, size_t n) override;
@@ -48,6 +56,11 @@ class BlockDevice final : public Device {
   uint64_t rate_;
   uint64_t read_ = 0;
   uint64_t written_ = 0;
+  void copy(uint64_t pos, void* out, const void* in, size_t n);
+  static constexpr uint64_t kChunk = 64 * 1024;
+  bool keep_ = false;
+  std::map<uint64_t, std::vector<uint8_t>> chunks_;  // by chunk index
+  int flushes_ = 0;
   int gate_ = 0;     // descriptors to wait for
   int arrived_ = 0;  // descriptors that made their first transfer
 };

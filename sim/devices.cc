@@ -70,6 +70,9 @@ std::unique_ptr<Board> make_default_board() {
   add_date_chip(*board, 25, 11, 7);
   add_perf_counters(*board);
   board->add("/dev/sdc", std::make_shared<BlockDevice>(board->clock(), uint64_t{2} << 40));
+  auto emmc = std::make_shared<BlockDevice>(board->clock(), uint64_t{7456} << 20, uint64_t{40} << 20);
+  emmc->keep_data();
+  board->add("/dev/mmcblk0", emmc);
   add_peripherals(*board);
   add_serial_ports(*board);
   add_net_drivers(*board);

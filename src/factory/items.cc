@@ -2,6 +2,7 @@
 #include "items/io/io_items.h"
 #include "items/net/net_items.h"
 #include "items/storage/disk_perf.h"
+#include "items/storage/emmc.h"
 #include "items/storage/smart.h"
 #include "items/storage/spi_switch.h"
 #include "items/storage/storage_ctl.h"
@@ -36,6 +37,7 @@ const TestItem kFactoryItems[] = {
     {"disk_perf", 2, disk_perf, "硬盘读写性能测试"},
     {"disk_unlock", 2, disk_unlock, "硬盘密码解锁测试"},
     {"hdbuffer", 2, hdbuffer, "硬盘缓存设置"},
+    {"emmc", 1, emmc_test, "eMMC读写测试"},
     {"spi_switch", 2, spi_switch, "NAND与SPI NOR切换测试"},
     {"phy", 2, phy_tool, "MDIO与PHY链路"},
     {"switch", 2, switch_tool, "交换芯片工具"},

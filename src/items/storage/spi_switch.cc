@@ -8,6 +8,7 @@
 
 #include "items/io/env.h"
 #include "items/io/tavio.h"
+#include "items/storage/blkdev.h"
 #include "items/storage/spi_switch.h"
 #include "sys/sys.h"
 
@@ -17,7 +18,6 @@ namespace {
 
 constexpr int kThreadsPerChip = 20;
 constexpr size_t kMiB = 1 << 20;
-constexpr unsigned long BLKFLSBUF = 0x1261;
 constexpr const char* kNandPath = "/dev/mtdblock1";
 
 int g_rounds = kSpiSwitchRounds;
