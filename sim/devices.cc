@@ -6,6 +6,7 @@
 #include "disk.h"
 #include "i2c.h"
 #include "mii.h"
+#include "mtd.h"
 #include "perf_counters.h"
 #include "peripherals.h"
 #include "serial.h"
@@ -68,6 +69,7 @@ std::unique_ptr<Board> make_default_board() {
   board->add("/dev/sdc", std::make_shared<BlockDevice>(board->clock(), uint64_t{2} << 40));
   add_peripherals(*board);
   add_serial_ports(*board);
+  add_mtd(*board);
   return board;
 }
 
