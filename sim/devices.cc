@@ -8,6 +8,7 @@
 #include "env.h"
 #include "i2c.h"
 #include "mii.h"
+#include "mtd.h"
 #include "net_drivers.h"
 #include "perf_counters.h"
 #include "peripherals.h"
@@ -79,6 +80,7 @@ std::unique_ptr<Board> make_default_board() {
   add_env(*board);
   add_ded(*board);
   add_switch(*board);
+  add_mtd(*board);
   return board;
 }
 

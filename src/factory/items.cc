@@ -3,6 +3,7 @@
 #include "items/net/net_items.h"
 #include "items/storage/disk_perf.h"
 #include "items/storage/emmc.h"
+#include "items/storage/flash_items.h"
 #include "items/storage/smart.h"
 #include "items/storage/spi_switch.h"
 #include "items/storage/storage_ctl.h"
@@ -39,6 +40,8 @@ const TestItem kFactoryItems[] = {
     {"hdbuffer", 2, hdbuffer, "硬盘缓存设置"},
     {"emmc", 1, emmc_test, "eMMC读写测试"},
     {"spi_switch", 2, spi_switch, "NAND与SPI NOR切换测试"},
+    {"mtd_test", 2, mtd_test, "MTD工具"},
+    {"nand_id", 1, nand_id_check, "NAND ID检测"},
     {"phy", 2, phy_tool, "MDIO与PHY链路"},
     {"switch", 2, switch_tool, "交换芯片工具"},
     {"nas_kill", 2, nas_kill_test, "NAS异常处理测试"},

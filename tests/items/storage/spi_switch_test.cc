@@ -12,6 +12,7 @@
 #include "items/io/tavio.h"
 #include "items/storage/spi_switch.h"
 #include "sim/env.h"
+#include "sim/mtd.h"
 #include "sim/tavio.h"
 
 namespace {
@@ -64,6 +65,60 @@ TEST_F(SpiSwitch, NorThreadsEachRunTheirRoundsWithoutTheNand) {
   for (const auto& kv : nor) EXPECT_EQ(kv.second, 3) << kv.first;
   EXPECT_EQ(sim::env(board())->get("serverip"), tav::kFactoryServerIp);
   EXPECT_EQ(o.open_descriptors, 0u);
+}
+
+TEST_F(SpiSwitch, NandThreadsRewriteAndRestoreTheFirstMegabyte) {
+  std::shared_ptr<sim::NandFlash> flash = sim::nand_flash(board());
+  ASSERT_NE(flash, nullptr);
+  std::vector<uint8_t> before(1 << 20);
+  for (size_t i = 0; i < before.size(); ++i) before[i] = static_cast<uint8_t>(i * 7);
+  {
+    std::lock_guard<std::mutex> lock(flash->mu);
+    std::copy(before.begin(), before.end(), flash->parts[1].data.begin());
+  }
+  tav::set_spi_switch_rounds(2);
+  tavtest::Outcome o = run(tav::spi_switch, {"spi_switch"});
+  EXPECT_EQ(o.result, 0);
+  EXPECT_EQ(o.out.substr(o.out.size() - kEnd.size()), kEnd);
+  // Another thread may restore its backup between a thread's write and its
+  // read-back, as on the board: that thread reports the mismatch and ends.
+  size_t finished = 0;
+  for (const auto& kv : rounds_by_thread(o.out, "nand")) finished += kv.second == 2;
+  EXPECT_EQ(finished + count(o.out, "erro: SPI NAND 读写出错!\n"), 20u);
+  EXPECT_GT(finished, 0u);
+  EXPECT_EQ(rounds_by_thread(o.out, "nor").size(), 20u);
+  EXPECT_EQ(o.open_descriptors, 0u);
+  // A thread's backup may have caught another's pattern: either is accepted.
+  std::lock_guard<std::mutex> lock(flash->mu);
+  std::vector<uint8_t> after(flash->parts[1].data.begin(), flash->parts[1].data.begin() + (1 << 20));
+  EXPECT_TRUE(after == before || after == std::vector<uint8_t>(1 << 20, 0x5A));
+}
+
+TEST_F(SpiSwitch, NandThreadFailures) {
+  struct Case {
+    sim::Fault fault;
+    std::string line;  // printed once by each NAND thread
+  };
+  const char* nand = "/dev/mtdblock1";
+  const Case cases[] = {
+      {{sim::Call::Open, nand, 0, 0, EBUSY}, "驱动打开失败\n"},
+      {{sim::Call::Ioctl, nand, 0, 0, EIO}, "数据刷入spi_nand_flash!\n"},
+      {{sim::Call::Lseek, nand, 0, 0, EIO}, "读数据指针偏移失败!\n"},
+      {{sim::Call::Read, nand, 0, 0, EIO}, "读取数据备份失败!\n"},
+      {{sim::Call::Read, nand, 0, 0, 0, 4096}, "读取数据备份失败!\n"},
+      {{sim::Call::Write, nand, 0, 0, EROFS}, "写随机数据失败!\n"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.line);
+    board().clear_faults();
+    board().fail(c.fault);
+    tavtest::Outcome o = run(tav::spi_switch, {"spi_switch"});
+    EXPECT_EQ(o.result, 0);
+    EXPECT_EQ(count(o.out, c.line), 20u);
+    EXPECT_TRUE(rounds_by_thread(o.out, "nand").empty());
+    EXPECT_EQ(rounds_by_thread(o.out, "nor").size(), 20u);
+    EXPECT_EQ(o.open_descriptors, 0u);
+  }
 }
 
 TEST_F(SpiSwitch, NorThreadFailures) {
