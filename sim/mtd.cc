@@ -202,10 +202,11 @@ ssize_t NandFlash::write(uint32_t n, uint64_t off, const void* buf, size_t len, 
   len = std::min<uint64_t>(len, p.data.size() - off);
   if (p.bad_blocks.count(static_cast<uint32_t>(off / kEraseSize)) != 0) return -EIO;
   auto in = static_cast<const uint8_t*>(buf);
-  for (size_t i = 0; i < len; ++i) {
-    uint8_t& b = p.data[off + i];
-    b = program ? static_cast<uint8_t>(b & in[i]) : in[i];
+  if (!program) {
+    memcpy(p.data.data() + off, in, len);
+    return static_cast<ssize_t>(len);
   }
+  for (size_t i = 0; i < len; ++i) p.data[off + i] &= in[i];
   return static_cast<ssize_t>(len);
 }
 
