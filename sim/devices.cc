@@ -6,6 +6,7 @@
 #include "disk.h"
 #include "i2c.h"
 #include "mii.h"
+#include "mmz.h"
 #include "mtd.h"
 #include "perf_counters.h"
 #include "peripherals.h"
@@ -70,6 +71,7 @@ std::unique_ptr<Board> make_default_board() {
   add_peripherals(*board);
   add_serial_ports(*board);
   add_mtd(*board);
+  add_mmz(*board);
   return board;
 }
 

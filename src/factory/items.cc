@@ -34,6 +34,7 @@ const TestItem kFactoryItems[] = {
     {"hdbuffer", 2, hdbuffer, "硬盘缓存设置"},
     {"mtd_test", 2, mtd_test, "MTD工具"},
     {"nand_id", 1, nand_id_check, "NAND ID检测"},
+    {"mmz", 1, mmz_test, "MMZ内存测试"},
     {nullptr, 0, nullptr, nullptr},
 };
 
