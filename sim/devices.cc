@@ -8,6 +8,7 @@
 #include "env.h"
 #include "i2c.h"
 #include "mii.h"
+#include "mmz.h"
 #include "mtd.h"
 #include "net_drivers.h"
 #include "perf_counters.h"
@@ -81,6 +82,7 @@ std::unique_ptr<Board> make_default_board() {
   add_ded(*board);
   add_switch(*board);
   add_mtd(*board);
+  add_mmz(*board);
   return board;
 }
 

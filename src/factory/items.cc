@@ -1,5 +1,6 @@
 #include "factory/factory.h"
 #include "items/io/io_items.h"
+#include "items/io/pcietran.h"
 #include "items/net/net_items.h"
 #include "items/storage/disk_perf.h"
 #include "items/storage/emmc.h"
@@ -28,6 +29,7 @@ const TestItem kFactoryItems[] = {
     {"rs485", 1, rs485_test, "RS485测试"},
     {"gpio", 2, gpio_tool, "GPIO读写"},
     {"pse", 2, pse_test, "模拟PSE供电测试"},
+    {"pcietran", 2, pcietran_test, "PCIe传输测试"},
     {"uboot_env", 2, uboot_env_test, "UBOOT环境变量测试"},
     {"encrypto_test", 2, encrypto_test, "环境变量密码设置"},
     {"workkey", 2, workkey_tool, "工作密钥加解密"},
@@ -42,6 +44,7 @@ const TestItem kFactoryItems[] = {
     {"spi_switch", 2, spi_switch, "NAND与SPI NOR切换测试"},
     {"mtd_test", 2, mtd_test, "MTD工具"},
     {"nand_id", 1, nand_id_check, "NAND ID检测"},
+    {"mmz", 1, mmz_test, "MMZ内存测试"},
     {"phy", 2, phy_tool, "MDIO与PHY链路"},
     {"switch", 2, switch_tool, "交换芯片工具"},
     {"nas_kill", 2, nas_kill_test, "NAS异常处理测试"},

@@ -1,0 +1,147 @@
+#include "mmz.h"
+
+#include <errno.h>
+
+#include <cstring>
+
+namespace sim {
+
+namespace {
+
+using namespace tav;
+
+constexpr uint64_t kPage = 4096;
+constexpr const char* kZoneName = "anonymous";
+
+void record(OpenFile& f, const void* p, size_t n) {
+  if (f.request == nullptr) return;
+  auto b = static_cast<const uint8_t*>(p);
+  f.request->bytes.assign(b, b + n);
+}
+
+uint32_t order_of(uint64_t size) {
+  uint32_t order = 0;
+  while ((kPage << order) < size) ++order;
+  return order;
+}
+
+class MmzDevice final : public Device {
+ public:
+  explicit MmzDevice(std::shared_ptr<MmzZone> zone) : zone_(std::move(zone)) {}
+  int ioctl(OpenFile& f, unsigned long request, void* arg) override;
+  std::shared_ptr<MmzZone> zone_;
+};
+
+int MmzDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
+  if (arg == nullptr) return -EFAULT;
+  MmzZone& z = *zone_;
+  std::lock_guard<std::mutex> lock(z.mu);
+  MmbInfo m;
+  memcpy(&m, arg, sizeof m);
+  record(f, &m, sizeof m);
+  auto found = z.blocks.find(m.phys_addr);
+  auto describe = [&](uint64_t phys, const MmzZone::Block& b) {
+    memset(&m, 0, sizeof m);
+    m.phys_addr = phys;
+    m.align = kPage;
+    m.size = b.size;
+    m.order = order_of(b.size);
+    m.vir_addr = reinterpret_cast<uintptr_t>(b.mapping);
+    m.attr = b.attr;
+    strncpy(m.mmb_name, "<null>", sizeof m.mmb_name);
+    strncpy(m.mmz_name, kZoneName, sizeof m.mmz_name);
+    memcpy(arg, &m, sizeof m);
+  };
+  switch (request) {
+    case MMZ_ALLOC: {
+      if (m.size == 0) return -EINVAL;
+      uint64_t size = (m.size + kPage - 1) & ~(kPage - 1);
+      if (z.next + size > MmzZone::kBase + MmzZone::kSize) return -ENOMEM;
+      uint64_t phys = z.zero_phys ? 0 : z.next;
+      z.next += size;
+      z.blocks[phys] = MmzZone::Block{size, 0, nullptr};
+      describe(phys, z.blocks[phys]);
+      return 0;
+    }
+    case MMZ_GET_ATTR:
+      if (found == z.blocks.end()) return -EINVAL;
+      describe(found->first, found->second);
+      return 0;
+    case MMZ_MAP: {
+      if (found == z.blocks.end() || m.size > found->second.size) return -EINVAL;
+      MmzZone::Block& b = found->second;
+      if (b.mapping == nullptr) {
+        int err = 0;
+        void* p = z.mem.map(found->first, b.size, static_cast<int>(mmb_prot(m.attr)), &err);
+        if (p == MAP_FAILED) return -err;
+        b.mapping = p;
+        b.attr = m.attr;
+      }
+      describe(found->first, b);
+      return 0;
+    }
+    case MMZ_UNMAP:
+      if (found == z.blocks.end() || found->second.mapping == nullptr) return -EINVAL;
+      ::munmap(found->second.mapping, found->second.size);
+      found->second.mapping = nullptr;
+      return 0;
+    case MMZ_FLUSH_DCACHE:
+      ++z.cache_flushes;
+      return 0;
+    case MMZ_FREE:
+      if (found == z.blocks.end()) return -EINVAL;
+      if (found->second.mapping != nullptr) ::munmap(found->second.mapping, found->second.size);
+      z.blocks.erase(found);
+      if (z.blocks.empty()) z.next = MmzZone::kBase;
+      return 0;
+    default:
+      return -ENOTTY;
+  }
+}
+
+// Maps physical memory at its file offset, as /dev/mem does, and takes the
+// cache flush requests for such mappings.
+class MemdevDevice final : public Device {
+ public:
+  explicit MemdevDevice(std::shared_ptr<MmzZone> zone) : zone_(std::move(zone)) {}
+  void* mmap(OpenFile&, size_t len, int prot, int flags, off_t off, int* err) override {
+    if ((flags & MAP_SHARED) == 0 || (off & (kPage - 1)) != 0) {
+      *err = EINVAL;
+      return MAP_FAILED;
+    }
+    return zone_->mem.map(static_cast<uint64_t>(off), len, prot, err);
+  }
+  int ioctl(OpenFile& f, unsigned long request, void* arg) override {
+    if (request != MEMDEV_FLUSH) return -ENOTTY;
+    if (arg == nullptr) return -EFAULT;
+    MemdevFlush r;
+    memcpy(&r, arg, sizeof r);
+    record(f, &r, sizeof r);
+    std::lock_guard<std::mutex> lock(zone_->mu);
+    zone_->memdev_flushes.push_back(r);
+    return 0;
+  }
+
+ private:
+  std::shared_ptr<MmzZone> zone_;
+};
+
+}  // namespace
+
+MmzZone::~MmzZone() {
+  for (auto& kv : blocks)
+    if (kv.second.mapping != nullptr) ::munmap(kv.second.mapping, kv.second.size);
+}
+
+std::shared_ptr<MmzZone> mmz_zone(Board& board) {
+  auto dev = std::dynamic_pointer_cast<MmzDevice>(board.device(kMmzPath));
+  return dev ? dev->zone_ : nullptr;
+}
+
+void add_mmz(Board& board) {
+  auto zone = std::make_shared<MmzZone>(board.mem());
+  board.add(kMmzPath, std::make_shared<MmzDevice>(zone));
+  board.add(kMemdevPath, std::make_shared<MemdevDevice>(zone));
+}
+
+}  // namespace sim

@@ -1,0 +1,146 @@
+// The MTD, NAND ID, MMZ and PCIe items as real processes through their
+// links: on the simulated board, and the PCIe ends also on the Linux
+// backend with /dev/mem mapped to a shared file.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "harness.h"
+
+namespace {
+
+using tavtest::Proc;
+
+class FlashProcess : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    dir_.link("tav_factory_sim", TAV_FACTORY_SIM_PATH);
+    dir_.link("tav_factory", TAV_FACTORY_PATH);
+    for (const char* name : {"mtd_test", "nand_id", "mmz", "pcietran"}) dir_.link(name, "tav_factory_sim");
+  }
+  Proc start(const std::string& name, const std::vector<std::string>& args) {
+    return tavtest::run_process(dir_, name, args, {"LC_ALL=C"});
+  }
+
+  // Starts one end per argument list under the link name, reads their
+  // output until each has printed want, then stops them with Ctrl-C. A guard
+  // kills them if that takes longer than a minute and a half. Each end may
+  // have dumped the area at most max_dumps times, so most of its count are
+  // real exchanges.
+  void play_until(const std::string& name, const std::vector<std::vector<std::string>>& ends,
+                  const std::vector<std::string>& env, const std::string& want, size_t max_dumps) {
+    struct End {
+      int pid = -1;
+      int fd = -1;
+      std::string seen;
+    };
+    std::vector<End> running(ends.size());
+    for (size_t i = 0; i < ends.size(); ++i) {
+      int pipefd[2];
+      ASSERT_EQ(pipe2(pipefd, O_CLOEXEC), 0);
+      int null_in = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+      running[i].pid = tavtest::spawn(dir_, name, ends[i], env, null_in, pipefd[1], pipefd[1]);
+      ::close(pipefd[1]);
+      ::close(null_in);
+      running[i].fd = pipefd[0];
+      ASSERT_GT(running[i].pid, 0);
+    }
+    const auto guard = std::chrono::steady_clock::now() + std::chrono::seconds(90);
+    bool stopped = false, timed_out = false;
+    for (;;) {
+      auto shown = [&](const End& e) { return e.seen.find(want) != std::string::npos; };
+      bool all = true;
+      for (const auto& e : running) all = all && shown(e);
+      if (!stopped && (all || std::chrono::steady_clock::now() > guard)) {
+        timed_out = !all;
+        for (const auto& e : running) kill(e.pid, timed_out ? SIGKILL : SIGINT);
+        stopped = true;
+      }
+      std::vector<pollfd> fds;
+      for (const auto& e : running)
+        if (e.fd >= 0) fds.push_back({e.fd, POLLIN, 0});
+      if (fds.empty()) break;
+      if (poll(fds.data(), fds.size(), 1000) < 0) break;
+      for (auto& e : running) {
+        if (e.fd < 0) continue;
+        struct pollfd p = {e.fd, POLLIN, 0};
+        if (poll(&p, 1, 0) <= 0) continue;
+        char buf[65536];
+        ssize_t n = ::read(e.fd, buf, sizeof buf);
+        if (n <= 0) {
+          ::close(e.fd);
+          e.fd = -1;
+        } else if (e.seen.size() < (1u << 20)) {
+          e.seen.append(buf, static_cast<size_t>(n));
+        }
+      }
+    }
+    EXPECT_FALSE(timed_out);
+    for (size_t i = 0; i < running.size(); ++i) {
+      const auto& e = running[i];
+      EXPECT_EQ(tavtest::wait_status(e.pid), 128 + (timed_out ? SIGKILL : SIGINT));
+      const std::string head = " *******pcie " + ends[i][0] + " at 0x" + ends[i][1] + " *******\n";
+      EXPECT_EQ(e.seen.compare(0, head.size(), head), 0) << e.seen.substr(0, 200);
+      EXPECT_NE(e.seen.find(want), std::string::npos) << ends[i][0];
+      size_t dumps = 0;
+      for (size_t at = e.seen.find("-\n"); at != std::string::npos; at = e.seen.find("-\n", at + 1)) ++dumps;
+      EXPECT_LE(dumps, max_dumps) << e.seen.substr(0, 400);
+    }
+  }
+  tavtest::TempDir dir_;
+};
+
+TEST_F(FlashProcess, items_answer_through_their_links_on_the_simulated_board) {
+  EXPECT_EQ(start("mtd_test", {"bootpart"}).out, "bootpart is 1\n");
+  Proc p = start("mtd_test", {"setpro", "2", "un"});
+  EXPECT_EQ(p.out, "un MTD2 successful\n");
+  EXPECT_EQ(p.status, 0);
+  p = start("mtd_test", {"erasestats"});
+  EXPECT_EQ(p.out.substr(0, 24), "\nusage:./mtd_test [cmd]\n");
+  EXPECT_EQ(start("nand_id", {}).out,
+            "NAND_ID:2c da 90 95 6 0 0 0 \nNAND_info:\n oob: 128B \nMT29F2G08ABAEA new flash\n");
+  p = start("mmz", {});
+  EXPECT_EQ(p.status, 0);
+  EXPECT_EQ(p.out.substr(0, 30), "\nphys_addr       :0xa0000000\na");
+  EXPECT_NE(p.out.find("flags           :MAP_SHARED\n"), std::string::npos) << p.out;
+  EXPECT_EQ(p.out.find("failed"), std::string::npos) << p.out;
+  p = start("pcietran", {"send"});
+  EXPECT_EQ(p.err, "\nUsage: pcietran [option] send/recv addr\n\n    -h         help\n\n");
+  EXPECT_EQ(start("pcietran", {"recv", "0x100000000"}).out, "addr: 0x0 invalid\n");
+}
+
+// Two simulated boards whose physical memory is one file: their sleeps are
+// virtual, so a thousand exchanges take no time; an end whose partner is not
+// scheduled within its 101 looks dumps the area, which the host's scheduler
+// makes rare but possible.
+TEST_F(FlashProcess, two_simulated_ends_sharing_memory_exchange_patterns) {
+  const std::vector<std::string> env = {"TAV_SIM_MEM=" + (dir_ / "physmem"), "LC_ALL=C"};
+  play_until("pcietran", {{"send", "8c000000"}, {"recv", "8c000000"}}, env, "test_count = 1000\n", 100);
+}
+
+// The Linux backend: /dev/mem is a file both processes map; each exchange
+// takes real 50 ms sleeps, so a few hundred take some seconds.
+TEST_F(FlashProcess, send_and_receive_processes_exchange_through_a_shared_memory_file) {
+  if (TAV_TOOL_IS_SIM) GTEST_SKIP() << "tav_factory is the simulated-board build";
+  const std::string mem = dir_ / "pcie-window";
+  int fd = ::open(mem.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  ASSERT_GE(fd, 0);
+  ASSERT_EQ(ftruncate(fd, 0x3000), 0);
+  ::close(fd);
+  tavtest::write_file(dir_ / "devmap", "/dev/mem=" + mem + "\n");
+  ::unlink((dir_ / "pcietran").c_str());
+  dir_.link("pcietran", "tav_factory");
+  const std::vector<std::string> env = {"TAV_DEVMAP=" + (dir_ / "devmap"), "LC_ALL=C"};
+  play_until("pcietran", {{"recv", "2000"}, {"send", "2000"}}, env, "test_count = 200\n", 0);
+  // The send end's pattern or the receive end's, whole.
+  std::string area = tavtest::read_file(mem).substr(0x2000, 1280);
+  EXPECT_TRUE(area == std::string(1280, '\x5A') || area == std::string(1280, '\xA5'));
+}
+
+}  // namespace

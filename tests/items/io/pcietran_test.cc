@@ -1,0 +1,164 @@
+// The PCIe transfer test: arguments, and the ends playing on one board's
+// memory in board threads until virtual time has run long enough.
+#include "items/io/pcietran.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "harness.h"
+
+namespace {
+
+using tavtest::Outcome;
+
+const std::string kUsage = "\nUsage: pcietran [option] send/recv addr\n\n    -h         help\n\n";
+constexpr uint64_t kMs = 1000000;
+constexpr uint64_t kArea = 0x8C000000;
+
+std::string dump(unsigned long long count, const char* byte) {
+  std::string s = "test_count = " + std::to_string(count) + "\n";
+  for (int i = 0; i < 1280; ++i) s += std::string(byte) + "-";
+  return s + "\n";
+}
+
+size_t occurrences(const std::string& s, const std::string& what) {
+  size_t n = 0;
+  for (size_t at = s.find(what); at != std::string::npos; at = s.find(what, at + 1)) ++n;
+  return n;
+}
+
+class Pcie : public tavtest::BoardTest {
+ protected:
+  struct End {
+    std::vector<std::string> words;
+    std::vector<char*> argv;
+  };
+  static void* run_end(void* p) {
+    auto* e = static_cast<End*>(p);
+    tav::pcietran_test(static_cast<int>(e->words.size()), e->argv.data());
+    return nullptr;
+  }
+  // Starts each end in a board thread, 1 ms after the one before so their
+  // lines never mix, and lets virtual time run to ns after the first start.
+  // The ends are still waiting in a sleep when this returns and end with the
+  // board.
+  std::string play(const std::vector<std::vector<std::string>>& ends, uint64_t ns) {
+    for (const auto& words : ends) {
+      ends_.push_back(std::make_unique<End>());
+      End& e = *ends_.back();
+      e.words = words;
+      for (auto& w : e.words) e.argv.push_back(&w[0]);
+      e.argv.push_back(nullptr);
+    }
+    std::string out, err;
+    tavtest::run_capture(
+        [&] {
+          for (size_t i = 0; i < ends_.size(); ++i) {
+            if (i > 0) board().clock().sleep_ns(kMs);
+            pthread_t t;
+            ASSERT_EQ(board().thread_create(&t, run_end, ends_[i].get()), 0);
+          }
+          board().clock().sleep_ns(ns - (ends_.size() - 1) * kMs);
+        },
+        &out, &err);
+    EXPECT_EQ(err, "");
+    return out;
+  }
+  std::vector<std::unique_ptr<End>> ends_;
+};
+
+TEST_F(Pcie, BadArgumentsPrintTheUsageOnStandardError) {
+  const std::vector<std::vector<std::string>> cases = {
+      {},
+      {"pcietran"},
+      {"pcietran", "send"},
+      {"pcietran", "-h", "send", "8c000000"},
+      {"pcietran", "-x", "recv", "8c000000"},
+      {"pcietran", "snd", "8c000000"},
+      {"pcietran", "Send", "8c000000"},
+      {"pcietran", "rec", "8c000000"},
+  };
+  for (const auto& words : cases) {
+    Outcome o = run(tav::pcietran_test, words);
+    EXPECT_EQ(o.err, kUsage) << words.size();
+    EXPECT_EQ(o.out, "");
+    EXPECT_EQ(o.result, -1);
+    EXPECT_TRUE(o.requests.empty());
+  }
+}
+
+TEST_F(Pcie, AddressesAndMappingFailures) {
+  const std::string send = " *******pcie send at 0x1234 *******\n";
+  struct Case {
+    std::vector<std::string> words;
+    sim::Fault fault;
+    std::string out;
+  } cases[] = {
+      {{"pcietran", "send", "0x100000000"}, {}, "addr: 0x0 invalid\n"},
+      {{"pcietran", "recv", "100000000"}, {}, "addr: 0x0 invalid\n"},
+      {{"pcietran", "recv", "zz"}, {}, "addr: 0x0 invalid\n"},
+      {{"pcietran", "send", "1234"},
+       {sim::Call::Open, "/dev/mem", 0, 0, EACCES},
+       send + "open \"/dev/mem\" is fail.\nmap addr fail\n"},
+      // /dev/mem maps whole pages only.
+      {{"pcietran", "sender", "0x1234"}, {}, send + "memmap():mmap @ 0x1234 error!\nmap addr fail\n"},
+  };
+  for (const auto& c : cases) {
+    board().clear_faults();
+    if (c.fault.call != sim::Call::Any) board().fail(c.fault);
+    Outcome o = run(tav::pcietran_test, c.words);
+    EXPECT_EQ(o.out, c.out) << c.words[2];
+    EXPECT_EQ(o.err, "");
+    EXPECT_EQ(o.result, -1);
+    EXPECT_EQ(o.open_descriptors, 0u);
+  }
+}
+
+TEST_F(Pcie, LoneEndsDumpTheAreaAboutEveryFiveSeconds) {
+  // Send: its fill, 50 ms, then 101 failed looks of 50 ms each.
+  std::string out = play({{"pcietran", "send", "8c000000"}}, 10225 * kMs);
+  EXPECT_EQ(out, " *******pcie send at 0x8c000000 *******\n" + dump(1, "5a") + dump(2, "5a"));
+  EXPECT_EQ(board().mem().read32(kArea), 0x5A5A5A5Au);
+}
+
+TEST_F(Pcie, LoneReceiveEndShowsTheAreaThenItsOwnPattern) {
+  board().mem().fill(kArea, 0x00, 1280);
+  std::string out = play({{"pcietran", "recv", "0x8c000000"}}, 10175 * kMs);
+  EXPECT_EQ(out, " *******pcie recv at 0x8c000000 *******\n" + dump(0, "0") + dump(1, "a5"));
+}
+
+TEST_F(Pcie, PartnersExchangeWithoutDumps) {
+  board().mem().fill(kArea, 0x00, 1280);
+  std::string out = play({{"pcietran", "recv", "8c000000"}, {"pcietran", "send", "8c000000"}}, 30025 * kMs);
+  EXPECT_EQ(occurrences(out, " *******pcie recv at 0x8c000000 *******\n"), 1u);
+  EXPECT_EQ(occurrences(out, " *******pcie send at 0x8c000000 *******\n"), 1u);
+  EXPECT_EQ(out.find('-'), std::string::npos) << out.substr(0, 400);
+  // Each end counts every exchange; the send end started at 1.
+  for (const char* line : {"test_count = 100\n", "test_count = 200\n"})
+    EXPECT_EQ(occurrences(out, line), 2u) << line << out;
+}
+
+TEST_F(Pcie, TwoEndsInOneModeNeverMatch) {
+  struct Case {
+    const char* mode;
+    std::string dumps;
+  } cases[] = {
+      {"send", dump(1, "5a") + dump(1, "5a") + dump(2, "5a") + dump(2, "5a")},
+      // The second sees the first one's pattern already.
+      {"recv", dump(0, "0") + dump(0, "a5") + dump(1, "a5") + dump(1, "a5")},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.mode);
+    TearDown();
+    SetUp();
+    ends_.clear();
+    board().mem().fill(kArea, 0x00, 1280);
+    std::string out = play({{"pcietran", c.mode, "8c000000"}, {"pcietran", c.mode, "8c000000"}}, 10225 * kMs);
+    const std::string head = std::string(" *******pcie ") + c.mode + " at 0x8c000000 *******\n";
+    EXPECT_EQ(out, head + head + c.dumps);
+  }
+}
+
+}  // namespace
