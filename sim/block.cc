@@ -2,6 +2,7 @@
 
 #include <errno.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstring>
 
@@ -27,6 +28,54 @@ void BlockDevice::hold_first_transfers(int n) {
   std::lock_guard<std::mutex> lock(mu_);
   gate_ = n;
   arrived_ = 0;
+}
+
+void BlockDevice::keep_data() {
+  std::lock_guard<std::mutex> lock(mu_);
+  keep_ = true;
+}
+
+void BlockDevice::copy_out(uint64_t off, uint8_t* out, size_t n) const {
+  while (n > 0) {
+    uint64_t at = off % kChunk;
+    size_t k = static_cast<size_t>(std::min<uint64_t>(n, kChunk - at));
+    auto it = chunks_.find(off / kChunk);
+    if (it == chunks_.end())
+      memset(out, 0, k);
+    else
+      memcpy(out, it->second.data() + at, k);
+    off += k;
+    out += k;
+    n -= k;
+  }
+}
+
+void BlockDevice::copy_in(uint64_t off, const uint8_t* in, size_t n) {
+  while (n > 0) {
+    uint64_t at = off % kChunk;
+    size_t k = static_cast<size_t>(std::min<uint64_t>(n, kChunk - at));
+    auto& chunk = chunks_[off / kChunk];
+    if (chunk.empty()) chunk.assign(kChunk, 0);
+    memcpy(chunk.data() + at, in, k);
+    off += k;
+    in += k;
+    n -= k;
+  }
+}
+
+void BlockDevice::peek(uint64_t off, void* out, size_t n) const {
+  std::lock_guard<std::mutex> lock(mu_);
+  copy_out(off, static_cast<uint8_t*>(out), n);
+}
+
+void BlockDevice::poke(uint64_t off, const void* in, size_t n) {
+  std::lock_guard<std::mutex> lock(mu_);
+  copy_in(off, static_cast<const uint8_t*>(in), n);
+}
+
+uint64_t BlockDevice::flushes() const {
+  std::lock_guard<std::mutex> lock(mu_);
+  return flushes_;
 }
 
 uint64_t BlockDevice::bytes_read() const {
@@ -69,6 +118,12 @@ ssize_t BlockDevice::transfer(OpenFile& f, const void* buf, size_t n, bool writi
     gate_cv_.wait_for(lock, std::chrono::seconds(30), [&] { return arrived_ >= gate_; });
   }
   (writing ? written_ : read_) += n;
+  if (keep_) {
+    if (writing)
+      copy_in(pos, static_cast<const uint8_t*>(buf), n);
+    else
+      copy_out(pos, static_cast<uint8_t*>(const_cast<void*>(buf)), n);
+  }
   uint64_t rate = rate_;
   lock.unlock();
   if (rate != 0) clock_.spend_here(static_cast<uint64_t>((static_cast<unsigned __int128>(n) * 1000000000u) / rate));
@@ -77,14 +132,24 @@ ssize_t BlockDevice::transfer(OpenFile& f, const void* buf, size_t n, bool writi
 }
 
 ssize_t BlockDevice::read(OpenFile& f, void* buf, size_t n) {
+  bool keep;
+  {
+    std::lock_guard<std::mutex> lock(mu_);
+    keep = keep_;
+  }
   ssize_t rc = transfer(f, buf, n, false);
-  if (rc > 0) memset(buf, 0, static_cast<size_t>(rc));
+  if (rc > 0 && !keep) memset(buf, 0, static_cast<size_t>(rc));
   return rc;
 }
 
 ssize_t BlockDevice::write(OpenFile& f, const void* buf, size_t n) { return transfer(f, buf, n, true); }
 
 int BlockDevice::ioctl(OpenFile&, unsigned long request, void* arg) {
+  if (request == tav::BLKFLSBUF) {
+    std::lock_guard<std::mutex> lock(mu_);
+    ++flushes_;
+    return 0;
+  }
   if (arg == nullptr) return -EFAULT;
   if (request == tav::BLKGETSIZE) {
     unsigned long sectors = static_cast<unsigned long>(bytes_ / tav::kBlkSectorSize);
