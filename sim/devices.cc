@@ -4,6 +4,7 @@
 
 #include "block.h"
 #include "disk.h"
+#include "emmc.h"
 #include "i2c.h"
 #include "mii.h"
 #include "perf_counters.h"
@@ -68,6 +69,7 @@ std::unique_ptr<Board> make_default_board() {
   board->add("/dev/sdc", std::make_shared<BlockDevice>(board->clock(), uint64_t{2} << 40));
   add_peripherals(*board);
   add_serial_ports(*board);
+  add_emmc(*board);
   return board;
 }
 

@@ -1,6 +1,7 @@
 #include "factory/factory.h"
 #include "items/io/io_items.h"
 #include "items/storage/disk_perf.h"
+#include "items/storage/emmc.h"
 #include "items/storage/smart.h"
 #include "items/storage/storage_ctl.h"
 
@@ -31,6 +32,7 @@ const TestItem kFactoryItems[] = {
     {"disk_perf", 2, disk_perf, "硬盘读写性能测试"},
     {"disk_unlock", 2, disk_unlock, "硬盘密码解锁测试"},
     {"hdbuffer", 2, hdbuffer, "硬盘缓存设置"},
+    {"emmc", 1, emmc_test, "eMMC读写测试"},
     {nullptr, 0, nullptr, nullptr},
 };
 
