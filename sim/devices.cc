@@ -13,6 +13,7 @@
 #include "spi.h"
 #include "storage.h"
 #include "tavio.h"
+#include "usb.h"
 
 namespace sim {
 
@@ -69,6 +70,7 @@ std::unique_ptr<Board> make_default_board() {
   board->add("/dev/sdc", std::make_shared<BlockDevice>(board->clock(), uint64_t{2} << 40));
   add_peripherals(*board);
   add_serial_ports(*board);
+  add_usb(*board);
   add_emmc(*board);
   return board;
 }

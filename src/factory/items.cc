@@ -1,5 +1,6 @@
 #include "factory/factory.h"
 #include "items/io/io_items.h"
+#include "items/io/usb.h"
 #include "items/storage/disk_perf.h"
 #include "items/storage/emmc.h"
 #include "items/storage/smart.h"
@@ -25,6 +26,7 @@ const TestItem kFactoryItems[] = {
     {"rs485", 1, rs485_test, "RS485测试"},
     {"gpio", 2, gpio_tool, "GPIO读写"},
     {"pse", 2, pse_test, "模拟PSE供电测试"},
+    {"usb", 1, usb_test, "USB存储测试"},
     {"disk_scan", 1, disk_scan, "硬盘扫描检测"},
     {"sata_port", 1, sata_port, "SATA端口信息"},
     {"disk_power", 2, disk_power, "硬盘上下电测试"},
