@@ -2,8 +2,8 @@
 
 #include <errno.h>
 
-#include <chrono>
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 
 #include "items/storage/blkdev.h"
@@ -30,6 +30,54 @@ void BlockDevice::hold_first_transfers(int n) {
   arrived_ = 0;
 }
 
+void BlockDevice::keep_data() {
+  std::lock_guard<std::mutex> lock(mu_);
+  keep_ = true;
+}
+
+void BlockDevice::copy_out(uint64_t off, uint8_t* out, size_t n) const {
+  while (n > 0) {
+    uint64_t at = off % kChunk;
+    size_t k = static_cast<size_t>(std::min<uint64_t>(n, kChunk - at));
+    auto it = chunks_.find(off / kChunk);
+    if (it == chunks_.end())
+      memset(out, 0, k);
+    else
+      memcpy(out, it->second.data() + at, k);
+    off += k;
+    out += k;
+    n -= k;
+  }
+}
+
+void BlockDevice::copy_in(uint64_t off, const uint8_t* in, size_t n) {
+  while (n > 0) {
+    uint64_t at = off % kChunk;
+    size_t k = static_cast<size_t>(std::min<uint64_t>(n, kChunk - at));
+    auto& chunk = chunks_[off / kChunk];
+    if (chunk.empty()) chunk.assign(kChunk, 0);
+    memcpy(chunk.data() + at, in, k);
+    off += k;
+    in += k;
+    n -= k;
+  }
+}
+
+void BlockDevice::peek(uint64_t off, void* out, size_t n) const {
+  std::lock_guard<std::mutex> lock(mu_);
+  copy_out(off, static_cast<uint8_t*>(out), n);
+}
+
+void BlockDevice::poke(uint64_t off, const void* in, size_t n) {
+  std::lock_guard<std::mutex> lock(mu_);
+  copy_in(off, static_cast<const uint8_t*>(in), n);
+}
+
+uint64_t BlockDevice::flushes() const {
+  std::lock_guard<std::mutex> lock(mu_);
+  return flushes_;
+}
+
 uint64_t BlockDevice::bytes_read() const {
   std::lock_guard<std::mutex> lock(mu_);
   return read_;
@@ -38,47 +86,6 @@ uint64_t BlockDevice::bytes_read() const {
 uint64_t BlockDevice::bytes_written() const {
   std::lock_guard<std::mutex> lock(mu_);
   return written_;
-}
-
-void BlockDevice::keep_data() {
-  std::lock_guard<std::mutex> lock(mu_);
-  keep_ = true;
-}
-
-int BlockDevice::flushes() const {
-  std::lock_guard<std::mutex> lock(mu_);
-  return flushes_;
-}
-
-// Under mu_: in non-null writes n bytes at pos, else out receives them.
-void BlockDevice::copy(uint64_t pos, void* out, const void* in, size_t n) {
-  auto* dst = static_cast<uint8_t*>(out);
-  const auto* src = static_cast<const uint8_t*>(in);
-  while (n > 0) {
-    uint64_t index = pos / kChunk, at = pos % kChunk;
-    size_t step = static_cast<size_t>(std::min<uint64_t>(n, kChunk - at));
-    auto it = chunks_.find(index);
-    if (src != nullptr) {
-      if (it == chunks_.end()) it = chunks_.emplace(index, std::vector<uint8_t>(kChunk, 0)).first;
-      memcpy(it->second.data() + at, src, step);
-      src += step;
-    } else {
-      if (it == chunks_.end())
-        memset(dst, 0, step);
-      else
-        memcpy(dst, it->second.data() + at, step);
-      dst += step;
-    }
-    pos += step;
-    n -= step;
-  }
-}
-
-std::vector<uint8_t> BlockDevice::data(uint64_t offset, size_t n) const {
-  std::vector<uint8_t> out(n);
-  std::lock_guard<std::mutex> lock(mu_);
-  const_cast<BlockDevice*>(this)->copy(offset, out.data(), nullptr, n);
-  return out;
 }
 
 int BlockDevice::open(OpenFile& f) {
@@ -111,17 +118,29 @@ ssize_t BlockDevice::transfer(OpenFile& f, const void* buf, size_t n, bool writi
     gate_cv_.wait_for(lock, std::chrono::seconds(30), [&] { return arrived_ >= gate_; });
   }
   (writing ? written_ : read_) += n;
-  if (keep_) copy(pos, writing ? nullptr : const_cast<void*>(buf), writing ? buf : nullptr, n);
-  bool zeros = !keep_;
+  if (keep_) {
+    if (writing)
+      copy_in(pos, static_cast<const uint8_t*>(buf), n);
+    else
+      copy_out(pos, static_cast<uint8_t*>(const_cast<void*>(buf)), n);
+  }
   uint64_t rate = rate_;
   lock.unlock();
   if (rate != 0) clock_.spend_here(static_cast<uint64_t>((static_cast<unsigned __int128>(n) * 1000000000u) / rate));
-  if (zeros && !writing) memset(const_cast<void*>(buf), 0, n);
   f.pos += static_cast<off_t>(n);
   return static_cast<ssize_t>(n);
 }
 
-ssize_t BlockDevice::read(OpenFile& f, void* buf, size_t n) { return transfer(f, buf, n, false); }
+ssize_t BlockDevice::read(OpenFile& f, void* buf, size_t n) {
+  bool keep;
+  {
+    std::lock_guard<std::mutex> lock(mu_);
+    keep = keep_;
+  }
+  ssize_t rc = transfer(f, buf, n, false);
+  if (rc > 0 && !keep) memset(buf, 0, static_cast<size_t>(rc));
+  return rc;
+}
 
 ssize_t BlockDevice::write(OpenFile& f, const void* buf, size_t n) { return transfer(f, buf, n, true); }
 

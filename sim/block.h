@@ -1,6 +1,7 @@
-// A block device node with a size: answers the capacity requests, seeks,
-// reads and writes. Data is not kept (reads give zeros, writes are counted),
-// so a 2 TiB disk costs nothing.
+// A block device node with a size: answers the capacity requests, the buffer
+// flush, seeks, reads and writes. Data is not kept unless asked (reads give
+// zeros, writes are counted), so a 2 TiB disk costs nothing; kept data is
+// sparse, held only where written.
 #pragma once
 
 #include <condition_variable>
@@ -29,14 +30,15 @@ class BlockDevice final : public Device {
   // before the last has started). A guard ends the wait after 30 s.
   void hold_first_transfers(int n);
 
+  // Written bytes are kept and read back from here on.
+  void keep_data();
+  // The medium's bytes at off (zeros where never written).
+  void peek(uint64_t off, void* out, size_t n) const;
+  void poke(uint64_t off, const void* in, size_t n);
+
   uint64_t bytes_read() const;
   uint64_t bytes_written() const;
-  // Keeps what is written (sparsely) so reads give it back; without this
-  // the device reads zeros, which is all a throughput test needs.
-  void keep_data();
-  // Copies of the device's bytes, for tests (zeros where never written).
-  std::vector<uint8_t> data(uint64_t offset, size_t n) const;
-  int flushes() const;
+  uint64_t flushes() const;
 
   int open(OpenFile& f) override;
   ssize_t read(OpenFile& f, void* buf, size_t n) override;
@@ -49,18 +51,21 @@ class BlockDevice final : public Device {
   // Checks a transfer, clips it at the end, waits at the gate and charges its time.
   ssize_t transfer(OpenFile& f, const void* buf, size_t n, bool writing);
 
+  static constexpr uint64_t kChunk = 64 * 1024;
+  // Called with mu_ held.
+  void copy_out(uint64_t off, uint8_t* out, size_t n) const;
+  void copy_in(uint64_t off, const uint8_t* in, size_t n);
+
   Clock& clock_;
   const uint64_t bytes_;
+  bool keep_ = false;
+  std::map<uint64_t, std::vector<uint8_t>> chunks_;  // chunk index -> kChunk bytes
+  uint64_t flushes_ = 0;
   mutable std::mutex mu_;
   std::condition_variable gate_cv_;
   uint64_t rate_;
   uint64_t read_ = 0;
   uint64_t written_ = 0;
-  void copy(uint64_t pos, void* out, const void* in, size_t n);
-  static constexpr uint64_t kChunk = 64 * 1024;
-  bool keep_ = false;
-  std::map<uint64_t, std::vector<uint8_t>> chunks_;  // by chunk index
-  int flushes_ = 0;
   int gate_ = 0;     // descriptors to wait for
   int arrived_ = 0;  // descriptors that made their first transfer
 };

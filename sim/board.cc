@@ -15,12 +15,15 @@
 namespace sim {
 
 const char* call_name(Call c) {
+  // clang-format off
   static const char* const names[] = {
       "any",      "open",   "close",  "read",      "write",     "lseek",     "ioctl",  "fsync",
       "mmap",     "munmap", "socket", "tcgetattr", "tcsetattr", "tcflush",   "select", "symlink",
       "readlink", "unlink", "sleep",  "clock",     "timer",     "sigaction", "raise",  "pause",
-      "mount",    "umount", "access", "opendir",   "readdir",   "closedir",  "sched",  "thread",
+      "mount",    "umount", "access", "stat",      "statvfs",   "opendir",   "readdir", "closedir",
+      "sched",    "thread",
   };
+  // clang-format on
   return names[static_cast<int>(c)];
 }
 
@@ -475,15 +478,37 @@ namespace {
 bool is_device_path(const char* path) {
   return strncmp(path, "/dev/", 5) == 0 || strncmp(path, "/proc/", 6) == 0 || strncmp(path, "/sys/", 5) == 0;
 }
+// The board's mount point: never the host's, mounted or not.
+bool is_mount_path(const char* path) { return strcmp(path, "/mnt") == 0 || strncmp(path, "/mnt/", 5) == 0; }
 }  // namespace
+
+bool Board::mounted_fs(const std::string& path, std::shared_ptr<Device>* dev, std::string* name) const {
+  std::lock_guard<std::recursive_mutex> lock(mu_);
+  for (auto& [target, src] : mounts_) {
+    if (path.compare(0, target.size(), target) != 0) continue;
+    if (path.size() > target.size() && path[target.size()] != '/') continue;
+    auto d = device(src);
+    if (d == nullptr || d->file_system() == nullptr) continue;
+    *dev = d;
+    size_t from = std::min(path.size(), target.size() + 1);
+    *name = path.substr(from);
+    return true;
+  }
+  return false;
+}
 
 int Board::open(const char* path, int flags, mode_t mode) {
   if (path == nullptr) return fail_with(EFAULT);
   Request* req = nullptr;
   if (int err = enter(Call::Open, path, static_cast<unsigned long>(flags), 0, &req)) return fail_with(err);
   auto dev = device(path);
+  std::shared_ptr<Device> fs_dev;
+  std::string name;
+  if (dev == nullptr && mounted_fs(path, &fs_dev, &name)) {
+    if (int rc = fs_dev->file_system()->open(name, flags, &dev)) return fail_with(-rc);
+  }
   if (dev == nullptr) {
-    if (is_device_path(path)) return fail_with(ENOENT);
+    if (is_device_path(path) || is_mount_path(path)) return fail_with(ENOENT);
     return ::open(path, flags | O_CLOEXEC, mode);
   }
   // A real descriptor number is reserved so simulated ones never collide with real ones.
@@ -832,6 +857,14 @@ ssize_t Board::readlink(const char* path, char* buf, size_t n) {
 
 int Board::unlink(const char* path) {
   if (int err = enter(Call::Unlink, path ? path : "", 0, 0, nullptr)) return fail_with(err);
+  if (path == nullptr) return fail_with(EFAULT);
+  std::shared_ptr<Device> dev;
+  std::string name;
+  if (mounted_fs(path, &dev, &name)) {
+    int rc = dev->file_system()->unlink(name);
+    return rc < 0 ? fail_with(-rc) : 0;
+  }
+  if (is_mount_path(path)) return fail_with(ENOENT);
   return ::unlink(path);
 }
 
@@ -972,9 +1005,12 @@ int Board::mount(const char* src, const char* target, const char* type, unsigned
   if (src == nullptr || target == nullptr) return fail_with(EFAULT);
   std::string t = type ? type : "";
   req->bytes.assign(t.begin(), t.end());
-  if (!has(src)) return fail_with(ENOENT);
+  auto dev = device(src);
+  if (dev == nullptr) return fail_with(ENOENT);
   std::lock_guard<std::recursive_mutex> lock(mu_);
   if (mounts_.count(target)) return fail_with(EBUSY);
+  if (FileSystem* fs = dev->file_system())
+    if (int rc = fs->mount(t, flags)) return fail_with(-rc);
   mounts_[target] = src;
   return 0;
 }
@@ -993,6 +1029,52 @@ int Board::access(const char* path, int mode) {
   if (has(path)) return 0;
   if (is_device_path(path)) return fail_with(ENOENT);
   return ::access(path, mode);
+}
+
+int Board::stat(const char* path, struct stat* st) {
+  if (int err = enter(Call::Stat, path ? path : "", 0, 0, nullptr)) return fail_with(err);
+  if (path == nullptr || st == nullptr) return fail_with(EFAULT);
+  std::shared_ptr<Device> dev = device(path);
+  if (dev != nullptr) {
+    memset(st, 0, sizeof *st);
+    st->st_mode = S_IFBLK | 0660;
+    st->st_size = dev->size();
+    return 0;
+  }
+  std::string name;
+  if (mounted_fs(path, &dev, &name)) {
+    int rc = dev->file_system()->stat(name, st);
+    return rc < 0 ? fail_with(-rc) : 0;
+  }
+  if (is_mount_path(path)) {
+    if (strcmp(path, "/mnt") != 0) return fail_with(ENOENT);
+    memset(st, 0, sizeof *st);
+    st->st_mode = S_IFDIR | 0755;
+    return 0;
+  }
+  if (is_device_path(path)) return fail_with(ENOENT);
+  return ::stat(path, st);
+}
+
+int Board::statvfs(const char* path, struct statvfs* buf) {
+  if (int err = enter(Call::Statvfs, path ? path : "", 0, 0, nullptr)) return fail_with(err);
+  if (path == nullptr || buf == nullptr) return fail_with(EFAULT);
+  std::shared_ptr<Device> dev;
+  std::string name;
+  if (mounted_fs(path, &dev, &name)) {
+    int rc = dev->file_system()->statvfs(buf);
+    return rc < 0 ? fail_with(-rc) : 0;
+  }
+  if (is_mount_path(path)) {
+    // The board's read-only root: 128 MiB, nothing free.
+    memset(buf, 0, sizeof *buf);
+    buf->f_bsize = buf->f_frsize = 4096;
+    buf->f_blocks = 32768;
+    buf->f_flag = ST_RDONLY;
+    buf->f_namemax = 255;
+    return 0;
+  }
+  return ::statvfs(path, buf);
 }
 
 struct Board::Listing {

@@ -49,6 +49,8 @@ enum class Call {
   Mount,
   Umount,
   Access,
+  Stat,
+  Statvfs,
   Opendir,
   Readdir,
   Closedir,
@@ -89,6 +91,21 @@ struct OpenFile {
   std::shared_ptr<void> state;  // per-open state a model may keep
 };
 
+class Device;
+
+// A file system a device carries: mounted by the board, it holds the files
+// under the mount point. Methods return 0 (or a result) or -errno.
+class FileSystem {
+ public:
+  virtual ~FileSystem() = default;
+  virtual int mount(const std::string& type, unsigned long flags) = 0;
+  // name is relative to the mount point, without a leading slash.
+  virtual int open(const std::string& name, int flags, std::shared_ptr<Device>* file) = 0;
+  virtual int unlink(const std::string& name) = 0;
+  virtual int stat(const std::string& name, struct stat* st) = 0;
+  virtual int statvfs(struct statvfs* buf) = 0;
+};
+
 // A device model registered at a path. Methods return a result or -errno.
 class Device {
  public:
@@ -118,6 +135,8 @@ class Device {
   virtual uint64_t readable_at(OpenFile&) { return UINT64_MAX; }
   // A real descriptor behind the model (a host terminal), waited on for real.
   virtual int host_fd(OpenFile&) { return -1; }
+  // The file system on the medium, if the board can mount it.
+  virtual FileSystem* file_system() { return nullptr; }
 };
 
 // Physical memory: sparse, shared by every mapping of the same address,
@@ -281,6 +300,9 @@ class Board final : public sys::Backend {
   int mount(const char* src, const char* target, const char* type, unsigned long flags, const void* data) override;
   int umount(const char* target) override;
   int access(const char* path, int mode) override;
+  // Paths under a mount point whose device carries a FileSystem live in it.
+  int stat(const char* path, struct stat* st) override;
+  int statvfs(const char* path, struct statvfs* buf) override;
   // The board's own directories (/dev, /proc, /sys) list its registered nodes.
   DIR* opendir(const char* path) override;
   struct dirent* readdir(DIR* dir) override;
@@ -317,6 +339,9 @@ class Board final : public sys::Backend {
   int enter(Call c, const std::string& path, unsigned long request, uint64_t length, Request** req,
             long* short_len = nullptr);
   bool lookup(int fd, Desc* out) const;
+  // The file system mounted over path and the name below its mount point;
+  // false when path is not under a mounted file system.
+  bool mounted_fs(const std::string& path, std::shared_ptr<Device>* dev, std::string* name) const;
   static int fail_with(int err);
 
   mutable std::recursive_mutex mu_;

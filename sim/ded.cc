@@ -39,7 +39,7 @@ int DedDevice::ioctl(OpenFile&, unsigned long request, void* arg) {
     case tav::TAVDED_READ_WORKKEY: {
       auto* k = static_cast<tav::DedStoredKey*>(arg);
       k->length = static_cast<uint32_t>(stored.size());
-      memcpy(k->data, stored.data(), stored.size());
+      if (!stored.empty()) memcpy(k->data, stored.data(), stored.size());
       return 0;
     }
     case tav::TAVDED_WRITE_WORKKEY: {

@@ -5,6 +5,7 @@
 #include "block.h"
 #include "ded.h"
 #include "disk.h"
+#include "emmc.h"
 #include "env.h"
 #include "i2c.h"
 #include "mii.h"
@@ -18,6 +19,7 @@
 #include "storage.h"
 #include "switch.h"
 #include "tavio.h"
+#include "usb.h"
 
 namespace sim {
 
@@ -72,9 +74,6 @@ std::unique_ptr<Board> make_default_board() {
   add_date_chip(*board, 25, 11, 7);
   add_perf_counters(*board);
   board->add("/dev/sdc", std::make_shared<BlockDevice>(board->clock(), uint64_t{2} << 40));
-  auto emmc = std::make_shared<BlockDevice>(board->clock(), uint64_t{7456} << 20, uint64_t{40} << 20);
-  emmc->keep_data();
-  board->add("/dev/mmcblk0", emmc);
   add_peripherals(*board);
   add_serial_ports(*board);
   add_net_drivers(*board);
@@ -83,6 +82,8 @@ std::unique_ptr<Board> make_default_board() {
   add_switch(*board);
   add_mtd(*board);
   add_mmz(*board);
+  add_usb(*board);
+  add_emmc(*board);
   return board;
 }
 

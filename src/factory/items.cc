@@ -1,6 +1,7 @@
 #include "factory/factory.h"
 #include "items/io/io_items.h"
 #include "items/io/pcietran.h"
+#include "items/io/usb.h"
 #include "items/net/net_items.h"
 #include "items/storage/disk_perf.h"
 #include "items/storage/emmc.h"
@@ -29,6 +30,7 @@ const TestItem kFactoryItems[] = {
     {"rs485", 1, rs485_test, "RS485测试"},
     {"gpio", 2, gpio_tool, "GPIO读写"},
     {"pse", 2, pse_test, "模拟PSE供电测试"},
+    {"usb", 1, usb_test, "USB存储测试"},
     {"pcietran", 2, pcietran_test, "PCIe传输测试"},
     {"uboot_env", 2, uboot_env_test, "UBOOT环境变量测试"},
     {"encrypto_test", 2, encrypto_test, "环境变量密码设置"},

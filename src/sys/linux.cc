@@ -92,6 +92,8 @@ class LinuxBackend final : public Backend {
   }
   int umount(const char* target) override { return ::umount(target); }
   int access(const char* path, int mode) override { return ::access(map_device_path(path), mode); }
+  int stat(const char* path, struct stat* st) override { return ::stat(map_device_path(path), st); }
+  int statvfs(const char* path, struct statvfs* buf) override { return ::statvfs(path, buf); }
   DIR* opendir(const char* path) override { return ::opendir(path); }
   struct dirent* readdir(DIR* dir) override {
     return ::readdir(dir);

@@ -13,6 +13,8 @@
 #include <sys/mman.h>
 #include <sys/select.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <sys/types.h>
 #include <termios.h>
 #include <time.h>
@@ -57,6 +59,8 @@ class Backend {
   virtual int mount(const char* src, const char* target, const char* type, unsigned long flags, const void* data) = 0;
   virtual int umount(const char* target) = 0;
   virtual int access(const char* path, int mode) = 0;
+  virtual int stat(const char* path, struct stat* st) = 0;
+  virtual int statvfs(const char* path, struct statvfs* buf) = 0;
   virtual DIR* opendir(const char* path) = 0;
   virtual struct dirent* readdir(DIR* dir) = 0;
   virtual int closedir(DIR* dir) = 0;
@@ -129,6 +133,8 @@ inline int mount(const char* src, const char* target, const char* type, unsigned
 }
 inline int umount(const char* target) { return backend().umount(target); }
 inline int access(const char* path, int mode) { return backend().access(path, mode); }
+inline int stat(const char* path, struct stat* st) { return backend().stat(path, st); }
+inline int statvfs(const char* path, struct statvfs* buf) { return backend().statvfs(path, buf); }
 inline DIR* opendir(const char* path) { return backend().opendir(path); }
 inline struct dirent* readdir(DIR* dir) { return backend().readdir(dir); }
 inline int closedir(DIR* dir) { return backend().closedir(dir); }

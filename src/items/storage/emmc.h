@@ -1,12 +1,17 @@
-// eMMC test: read and write speed over the 10 MiB that end 1 MiB before the
-// device's end, a check of the written data, and the region left erased.
+// The eMMC read/write test and its 1 MiB block reader and writer.
 #pragma once
 
 namespace tav {
 
-constexpr const char* kEmmcPath = "/dev/mmcblk0";
+constexpr const char* kEmmcNode = "/dev/mmcblk0";
+constexpr long kEmmcBlock = 0x100000;
 
-// Always returns 0: the printed "Test EMMC OK" or "Test EMMC failed" is the verdict.
+// Negative offsets count from the end of the device. Both return 0 on
+// success and a small positive code naming the step that failed.
+int emmc_block_write(int fd, const unsigned char* buf, long off);
+int emmc_block_read(int fd, unsigned char* buf, long off);
+
+// Always 0: the verdict is the printed text.
 int emmc_test(int argc, char** argv);
 
 }  // namespace tav

@@ -1,85 +1,173 @@
-// The eMMC test against a simulated eMMC that keeps its data: speeds on
-// virtual time, the data check, and the block writer's results it ignores.
+// The eMMC test and its block reader and writer, on the board's eMMC model.
+#include "items/storage/emmc.h"
+
+#include <fcntl.h>
 #include <gtest/gtest.h>
 
-#include <functional>
-#include <memory>
-#include <string>
+#include <algorithm>
+#include <vector>
 
 #include "harness.h"
 #include "items/storage/blkdev.h"
-#include "items/storage/emmc.h"
 #include "sim/block.h"
+#include "sim/emmc.h"
 
 namespace {
 
+using tavtest::Outcome;
+
 constexpr uint64_t kMiB = 1 << 20;
+const std::string kSteps = "eMMC read...\nok\neMMC write...\nok\neMMC data check...\n";
+const std::string kFailedTail = "\nTest EMMC failed\n";
 
-const std::string kPhases = "eMMC read...\nok\neMMC write...\nok\neMMC data check...\n";
-const std::string kOk = kPhases +
-                        "ok\neMMC write back...\nok\n\neMMC write speed:40.00(M/S)\neMMC read  speed:40.00(M/S)\n"
-                        "Test EMMC OK\n";
+std::string passed(const char* write_speed, const char* read_speed) {
+  return kSteps + "ok\neMMC write back...\nok\n\neMMC write speed:" + write_speed +
+         "(M/S)\neMMC read  speed:" + read_speed + "(M/S)\nTest EMMC OK\n";
+}
 
-sim::BlockDevice* emmc(sim::Board& b) { return dynamic_cast<sim::BlockDevice*>(b.device(tav::kEmmcPath).get()); }
-
-struct Case {
-  const char* what;
-  std::function<void(sim::Board&)> setup;
-  std::string out;
+class Emmc : public tavtest::BoardTest {
+ protected:
+  std::shared_ptr<sim::BlockDevice> emmc() {
+    return std::static_pointer_cast<sim::BlockDevice>(board().device(sim::kEmmcPath));
+  }
+  // A fresh part of this size in place of the default one.
+  std::shared_ptr<sim::BlockDevice> replace(uint64_t bytes) {
+    auto dev = std::make_shared<sim::BlockDevice>(board().clock(), bytes, sim::kEmmcRate);
+    dev->keep_data();
+    board().remove(sim::kEmmcPath);
+    board().add(sim::kEmmcPath, dev);
+    return dev;
+  }
 };
 
-TEST(Emmc, VerdictsAndWhatTheRegionHolds) {
-  auto fault = [](sim::Call call, unsigned long request, long short_len, int err) {
-    return [=](sim::Board& b) { b.fail({call, tav::kEmmcPath, request, 0, err, short_len}); };
-  };
-  const Case cases[] = {
-      {"healthy", [](sim::Board&) {}, kOk},
-      // Seeks past the start fail; the writer's codes pass; the check catches it.
-      {"smaller than 11 MiB",
-       [](sim::Board& b) {
-         auto small = std::make_shared<sim::BlockDevice>(b.clock(), 8 * kMiB);
-         small->keep_data();
-         b.add(tav::kEmmcPath, small);
-       },
-       kPhases + "failed((null):-22)\n\nTest EMMC failed\n"},
-      {"flushes fail: written data still checks", fault(sim::Call::Ioctl, tav::BLKFLSBUF, -1, EIO), kOk},
-      {"writes fail: only the check sees it", fault(sim::Call::Write, 0, -1, EIO),
-       kPhases + "failed((null):-5)\n\nTest EMMC failed\n"},
-      {"short writes", fault(sim::Call::Write, 0, 4096, 0), kPhases + "failed((null):0)\n\nTest EMMC failed\n"},
-      {"seeks fail", fault(sim::Call::Lseek, 0, -1, ESPIPE), kPhases + "failed((null):-29)\n\nTest EMMC failed\n"},
-      {"no eMMC", [](sim::Board& b) { b.remove(tav::kEmmcPath); }, "open \"/dev/mmcblk0\" failed!\n"},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.what);
-    auto b = sim::make_default_board();
-    b->set_console("");
-    sim::install(b.get());
-    c.setup(*b);
-    tavtest::Outcome o = tavtest::run(*b, tav::emmc_test, {});
-    EXPECT_EQ(o.out, c.out);
-    EXPECT_EQ(o.result, 0);
-    EXPECT_EQ(o.open_descriptors, 0u);
-    sim::install(nullptr);
+TEST_F(Emmc, healthy_part_is_left_erased_around_untouched_bytes) {
+  auto dev = emmc();
+  const uint64_t end = sim::kEmmcBytes;
+  std::vector<uint8_t> mark(kMiB, 0xA5);
+  dev->poke(end - 12 * kMiB, mark.data(), kMiB);
+  dev->poke(end - kMiB, mark.data(), kMiB);
+  Outcome r = run(tav::emmc_test, {});
+  EXPECT_EQ(r.result, 0);
+  EXPECT_EQ(r.out, passed("40.00", "40.00"));
+  std::vector<uint8_t> got(12 * kMiB);
+  dev->peek(end - 12 * kMiB, got.data(), got.size());
+  std::vector<uint8_t> want(12 * kMiB, 0xFF);
+  std::fill(want.begin(), want.begin() + kMiB, 0xA5);
+  std::fill(want.end() - kMiB, want.end(), 0xA5);
+  EXPECT_TRUE(got == want);
+  // Pattern, then erase: twenty writes, each followed by its flush.
+  EXPECT_EQ(dev->flushes(), 20u);
+  std::vector<const sim::Request*> writes, opens;
+  for (auto& q : r.requests) {
+    if (q.call == sim::Call::Write) writes.push_back(&q);
+    if (q.call == sim::Call::Open) opens.push_back(&q);
+  }
+  ASSERT_EQ(writes.size(), 20u);
+  EXPECT_TRUE(writes[0]->bytes == std::vector<uint8_t>(kMiB, 0x55));
+  EXPECT_TRUE(writes[19]->bytes == std::vector<uint8_t>(kMiB, 0xFF));
+  ASSERT_EQ(opens.size(), 1u);
+  EXPECT_EQ(opens[0]->request, static_cast<unsigned long>(O_RDWR | O_DSYNC));
+  EXPECT_EQ(r.open_descriptors, 0u);
+}
+
+TEST_F(Emmc, speeds_are_the_phase_times_of_ten_mebibytes) {
+  struct Case {
+    uint64_t rate;
+    const char* speed;
+  } cases[] = {{uint64_t{25} << 20, "25.00"}, {uint64_t{3} * kMiB / 2, "1.50"}, {0, "10.00"}};
+  for (const auto& c : cases) {
+    emmc()->set_rate(c.rate);
+    board().clear_log();  // each run logs 20 MiB of writes
+    EXPECT_EQ(run(tav::emmc_test, {}).out, passed(c.speed, c.speed)) << c.rate;
   }
 }
 
-TEST(Emmc, LeavesTheRegionErasedAndFlushesEachBlock) {
-  auto b = sim::make_default_board();
-  sim::install(b.get());
-  sim::BlockDevice* dev = emmc(*b);
-  uint64_t end = static_cast<uint64_t>(dev->size());
-  tavtest::Outcome o = tavtest::run(*b, tav::emmc_test, {"emmc"});
-  EXPECT_EQ(o.out, kOk);
-  EXPECT_EQ(dev->data(end - 11 * kMiB, 10 * kMiB), std::vector<uint8_t>(10 * kMiB, 0xFF));
-  // Nothing outside the region is touched.
-  EXPECT_EQ(dev->data(end - 12 * kMiB, kMiB), std::vector<uint8_t>(kMiB, 0));
-  EXPECT_EQ(dev->data(end - kMiB, kMiB), std::vector<uint8_t>(kMiB, 0));
-  EXPECT_EQ(dev->flushes(), 20);
-  bool dsync = false;
-  for (const auto& r : o.requests)
-    if (r.call == sim::Call::Open && r.path == tav::kEmmcPath) dsync = (r.request & O_DSYNC) == O_DSYNC;
-  EXPECT_TRUE(dsync);
-  sim::install(nullptr);
+// Only a data mismatch is ever seen: the step codes of the reader and writer
+// are positive and pass.
+TEST_F(Emmc, faults_show_only_through_the_data_check) {
+  const unsigned long kRead = 0;
+  struct Case {
+    const char* name;
+    sim::Fault fault;
+    std::string out;
+  } cases[] = {
+      {"flush fails", {sim::Call::Ioctl, sim::kEmmcPath, tav::BLKFLSBUF, 0, EIO}, passed("40.00", "40.00")},
+      {"seeks fail", {sim::Call::Lseek, sim::kEmmcPath, 0, 0, EIO}, kSteps + "failed((null):-5)\n" + kFailedTail},
+      {"short writes",
+       {sim::Call::Write, sim::kEmmcPath, 0, 0, EIO, 4096},
+       kSteps + "failed((null):0)\n" + kFailedTail},
+      {"check read empty",
+       {sim::Call::Read, sim::kEmmcPath, kRead, 11, EIO, 0},
+       kSteps + "failed((null):0)\n" + kFailedTail},
+      {"first check read fails",
+       {sim::Call::Read, sim::kEmmcPath, kRead, 11, EIO},
+       kSteps + "failed((null):-5)\n" + kFailedTail},
+      // The area still holds the block before, which matches.
+      {"later check read fails", {sim::Call::Read, sim::kEmmcPath, kRead, 12, EIO}, passed("40.00", "40.00")},
+  };
+  for (auto& c : cases) {
+    board().clear_faults();
+    board().clear_log();  // each run logs 20 MiB of writes
+    board().fail(c.fault);
+    Outcome r = run(tav::emmc_test, {});
+    EXPECT_EQ(r.result, 0) << c.name;
+    EXPECT_EQ(r.out, c.out) << c.name;
+    EXPECT_EQ(r.open_descriptors, 0u) << c.name;
+  }
+}
+
+TEST_F(Emmc, part_smaller_than_eleven_mebibytes_fails_the_check_with_a_null_name) {
+  auto dev = replace(8 * kMiB);
+  Outcome r = run(tav::emmc_test, {});
+  EXPECT_EQ(r.result, 0);
+  EXPECT_EQ(r.out, kSteps + "failed((null):-22)\n" + kFailedTail);
+  // The blocks that fit were written with the pattern and not erased.
+  std::vector<uint8_t> got(7 * kMiB);
+  dev->peek(0, got.data(), got.size());
+  EXPECT_EQ(got, std::vector<uint8_t>(7 * kMiB, 0x55));
+}
+
+TEST_F(Emmc, missing_node_is_reported_by_name) {
+  board().remove(sim::kEmmcPath);
+  Outcome r = run(tav::emmc_test, {});
+  EXPECT_EQ(r.result, 0);
+  EXPECT_EQ(r.out, "open \"/dev/mmcblk0\" failed!\n");
+}
+
+TEST_F(Emmc, block_reader_and_writer_name_the_failing_step) {
+  int fd = sys::open(sim::kEmmcPath, O_RDWR);
+  ASSERT_GE(fd, 0);
+  std::vector<unsigned char> buf(kMiB, 0x11);
+  struct Case {
+    const char* name;
+    sim::Call call;
+    unsigned long request;
+    long short_len;
+    bool writer;
+    long off;
+    int want;
+  } cases[] = {
+      {"written", sim::Call::Any, 0, -1, true, -2 * static_cast<long>(kMiB), 0},
+      {"read", sim::Call::Any, 0, -1, false, 0, 0},
+      {"seek for write", sim::Call::Lseek, 0, -1, true, 0, 1},
+      {"write", sim::Call::Write, 0, -1, true, 0, 3},
+      {"short write", sim::Call::Write, 0, 100, true, 0, 3},
+      {"flush", sim::Call::Ioctl, tav::BLKFLSBUF, -1, true, 0, 4},
+      {"seek for read", sim::Call::Lseek, 0, -1, false, 0, 1},
+      {"read", sim::Call::Read, 0, -1, false, 0, 2},
+      {"short read passes", sim::Call::Read, 0, 100, false, 0, 0},
+      {"past the end", sim::Call::Any, 0, -1, false, -static_cast<long>(sim::kEmmcBytes) - 1, 1},
+  };
+  for (const auto& c : cases) {
+    board().clear_faults();
+    if (c.call != sim::Call::Any) board().fail({c.call, sim::kEmmcPath, c.request, 0, EIO, c.short_len});
+    int got = c.writer ? tav::emmc_block_write(fd, buf.data(), c.off) : tav::emmc_block_read(fd, buf.data(), c.off);
+    EXPECT_EQ(got, c.want) << c.name;
+  }
+  board().clear_faults();
+  EXPECT_EQ(tav::emmc_block_write(-9, buf.data(), 0), -9);
+  EXPECT_EQ(tav::emmc_block_write(fd, nullptr, 0), fd);
+  sys::close(fd);
 }
 
 }  // namespace

@@ -1,0 +1,15 @@
+// The USB storage test: each stick in turn, mounted on /mnt, written and read
+// back with direct I/O.
+#pragma once
+
+namespace tav {
+
+// Node names of the board's USB storage driver, the letter last.
+constexpr const char* kUsbNodeFormat = "/dev/h_ms%c";
+constexpr const char* kUsbMountPoint = "/mnt";
+constexpr const char* kUsbTestFile = "/mnt/usbtest.dat";
+
+// Always 0: the verdict is printed per stick.
+int usb_test(int argc, char** argv);
+
+}  // namespace tav

@@ -1,0 +1,151 @@
+// The eMMC and USB items as real processes: on the simulated-board build, and
+// on the host build against loop devices standing in for the board's nodes.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "harness.h"
+
+namespace {
+
+using tavtest::Proc;
+
+constexpr long kMiB = 1 << 20;
+const std::string kEmmcSteps =
+    "eMMC read...\nok\neMMC write...\nok\neMMC data check...\nok\neMMC write back...\nok\n\n";
+const std::string kHashes(25, '#');
+const std::string kOthersMissing = "没有发现USB[/dev/h_msb]\n没有发现USB[/dev/h_msc]\nUSB[/dev/h_msc]测试完毕.\n\n";
+
+bool starts_with(const std::string& s, const std::string& head) { return s.compare(0, head.size(), head) == 0; }
+bool ends_with(const std::string& s, const std::string& tail) {
+  return s.size() >= tail.size() && s.compare(s.size() - tail.size(), tail.size(), tail) == 0;
+}
+
+// Output and status of a shell command.
+Proc shell(const std::string& cmd) {
+  Proc p;
+  FILE* f = popen(cmd.c_str(), "r");
+  if (f == nullptr) return p;
+  char buf[4096];
+  size_t n;
+  while ((n = fread(buf, 1, sizeof buf, f)) > 0) p.out.append(buf, n);
+  int st = pclose(f);
+  p.status = WIFEXITED(st) ? WEXITSTATUS(st) : 128 + WTERMSIG(st);
+  return p;
+}
+
+std::string first_line(const std::string& cmd) {
+  std::string s = shell(cmd).out;
+  return s.substr(0, s.find('\n'));
+}
+
+class FlashUsbProcess : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    dir_.link("tav_factory", TAV_FACTORY_PATH);
+    dir_.link("tav_factory_sim", TAV_FACTORY_SIM_PATH);
+  }
+  tavtest::TempDir dir_;
+};
+
+TEST_F(FlashUsbProcess, both_items_through_links_on_the_simulated_board) {
+  dir_.link("emmc", "tav_factory_sim");
+  dir_.link("usb", "tav_factory_sim");
+  Proc p = tavtest::run_process(dir_, "emmc", {}, {"LC_ALL=C"});
+  EXPECT_EQ(p.status, 0);
+  EXPECT_EQ(p.out, kEmmcSteps + "eMMC write speed:40.00(M/S)\neMMC read  speed:40.00(M/S)\nTest EMMC OK\n");
+  p = tavtest::run_process(dir_, "usb", {}, {"LC_ALL=C"});
+  EXPECT_EQ(p.status, 0);
+  EXPECT_EQ(p.out, "\nUSB测试开始\n磁盘分区大小:14.90(G)\n磁盘剩余空间:13.97(G)\n" + kHashes +
+                       "\n磁盘写入速度:20.00(M/S)\n" + kHashes +
+                       "\n磁盘读取速度:30.00(M/S)\n\nUSB硬盘完成25(M)创建数据测试,错误数据0(8bit)\n"
+                       "USB[/dev/h_msa]测试成功.\n\n" +
+                       kOthersMissing);
+  EXPECT_EQ(p.err, "");
+}
+
+// A loop device over an image file; skipped where the machine does not allow one.
+class FlashUsbLoop : public FlashUsbProcess {
+ protected:
+  void SetUp() override {
+    FlashUsbProcess::SetUp();
+    if (geteuid() != 0) GTEST_SKIP() << "attaching a loop device needs root";
+    if (first_line("losetup -f 2>/dev/null").empty()) GTEST_SKIP() << "no free loop device (losetup -f)";
+  }
+  void TearDown() override {
+    if (!loop_.empty()) shell("losetup -d " + loop_ + " 2>/dev/null");
+  }
+  // Attaches an image of this many bytes, every byte fill.
+  bool attach(long bytes, unsigned char fill) {
+    image_ = dir_ / "image";
+    int fd = ::open(image_.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    if (fd < 0) return false;
+    std::vector<unsigned char> block(kMiB, fill);
+    for (long done = 0; done < bytes; done += kMiB)
+      if (::write(fd, block.data(), kMiB) != kMiB) return false;
+    ::close(fd);
+    loop_ = first_line("losetup -f --show " + image_ + " 2>/dev/null");
+    return !loop_.empty();
+  }
+  void detach() {
+    shell("losetup -d " + loop_);
+    loop_.clear();
+  }
+  std::string map(const std::string& node) {
+    tavtest::write_file(dir_ / "devmap", node + "=" + loop_ + "\n");
+    return "TAV_DEVMAP=" + (dir_ / "devmap");
+  }
+  std::string image_;
+  std::string loop_;
+};
+
+TEST_F(FlashUsbLoop, emmc_leaves_its_region_erased_and_the_rest_untouched) {
+  constexpr long kBytes = 16 * kMiB;
+  if (!attach(kBytes, 0xA5)) GTEST_SKIP() << "losetup could not attach an image here";
+  dir_.link("emmc", "tav_factory");
+  Proc p = tavtest::run_process(dir_, "emmc", {}, {"LC_ALL=C", map("/dev/mmcblk0")});
+  EXPECT_EQ(p.status, 0);
+  EXPECT_TRUE(starts_with(p.out, kEmmcSteps + "eMMC write speed:")) << p.out;
+  EXPECT_NE(p.out.find("(M/S)\neMMC read  speed:"), std::string::npos) << p.out;
+  EXPECT_TRUE(ends_with(p.out, "(M/S)\nTest EMMC OK\n")) << p.out;
+  detach();
+  std::string bytes = tavtest::read_file(image_);
+  ASSERT_EQ(bytes.size(), static_cast<size_t>(kBytes));
+  std::string want(kBytes, '\xA5');
+  want.replace(5 * kMiB, 10 * kMiB, 10 * kMiB, '\xFF');
+  EXPECT_TRUE(bytes == want);
+}
+
+// The kernel here has no FAT: the item's mount fails twice and it tests the
+// ext2 file system mounted on /mnt beforehand, in a private mount namespace.
+TEST_F(FlashUsbLoop, usb_tests_what_mnt_holds_when_its_mount_fails) {
+  if (shell("unshare -m true 2>/dev/null").status != 0) GTEST_SKIP() << "no private mount namespace (unshare -m)";
+  if (shell("command -v mkfs.ext2 >/dev/null").status != 0) GTEST_SKIP() << "mkfs.ext2 not installed";
+  if (!attach(64 * kMiB, 0)) GTEST_SKIP() << "losetup could not attach an image here";
+  ASSERT_EQ(shell("mkfs.ext2 -q -F " + loop_ + " >/dev/null 2>&1").status, 0);
+  dir_.link("usb", "tav_factory");
+  Proc p = shell("cd " + dir_.path() + " && env -i LC_ALL=C " + map("/dev/h_msa") +
+                 " unshare -m sh -c 'mount -t ext2 " + loop_ + " /mnt && exec ./usb' 2>&1");
+  EXPECT_EQ(p.status, 0);
+  EXPECT_TRUE(starts_with(p.out, "\nUSB测试开始\n磁盘分区大小:0.06(G)\n磁盘剩余空间:0.0")) << p.out;
+  const std::string middle = "(G)\n" + kHashes + "\n磁盘写入速度:";
+  size_t w = p.out.find(middle);
+  ASSERT_NE(w, std::string::npos) << p.out;
+  EXPECT_NE(p.out.find("(M/S)\n" + kHashes + "\n磁盘读取速度:", w), std::string::npos) << p.out;
+  EXPECT_TRUE(ends_with(
+      p.out, "(M/S)\n\nUSB硬盘完成25(M)创建数据测试,错误数据0(8bit)\nUSB[/dev/h_msa]测试成功.\n\n" + kOthersMissing))
+      << p.out;
+  // The test file stayed on the stick's file system.
+  detach();
+  Proc ls = shell("debugfs -R 'ls -l /' " + image_ + " 2>/dev/null");
+  EXPECT_NE(ls.out.find("26214400"), std::string::npos) << ls.out;
+  EXPECT_NE(ls.out.find("usbtest.dat"), std::string::npos) << ls.out;
+}
+
+}  // namespace
