@@ -33,7 +33,7 @@ int DedDevice::ioctl(OpenFile&, unsigned long request, void* arg) {
       std::vector<uint8_t> data(r->data, r->data + r->length);
       sent.push_back(data);
       data = request == tav::TAVDED_ENCRYPT ? encrypt(data) : decrypt(data);
-      memcpy(r->data, data.data(), data.size());
+      if (!data.empty()) memcpy(r->data, data.data(), data.size());
       return 0;
     }
     case tav::TAVDED_READ_WORKKEY: {
