@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -46,18 +47,22 @@ bool drop_caches() {
   return ok;
 }
 
-// What an item prints on standard output.
+// What an item prints on standard output, run in a child process as a
+// station would start it, so each run starts from a fresh process.
 std::string capture(int (*item)(int, char**)) {
   char name[] = "/tmp/flash_usb_benchXXXXXX";
   int fd = mkstemp(name);
   unlink(name);
   fflush(stdout);
-  int saved = dup(1);
-  dup2(fd, 1);
-  item(0, nullptr);
-  fflush(stdout);
-  dup2(saved, 1);
-  close(saved);
+  pid_t pid = fork();
+  if (pid == 0) {
+    dup2(fd, 1);
+    item(0, nullptr);
+    fflush(stdout);
+    _exit(0);
+  }
+  int status = 0;
+  if (pid > 0) waitpid(pid, &status, 0);
   std::string out;
   lseek(fd, 0, SEEK_SET);
   char buf[4096];
@@ -179,14 +184,25 @@ int main(int argc, char** argv) {
       printf("%-5s %-5s %10s %10s %7s %-16s\n", "item", "dir", "item", "fio", "ratio", "range");
       const std::string region = " --filename=" + emmc + " --size=10M --offset=" + std::to_string(kEmmcMiB - 11) + "M";
       std::vector<double> ew, er, fw, fr;
-      capture(tav::emmc_test);  // untimed
+      // An untimed pass of each, then the order alternates so neither
+      // always goes first on a shared machine.
+      capture(tav::emmc_test);
+      fio("--rw=write --sync=dsync --fsync=1" + region, false, 10);
       for (int round = 0; round < g_rounds; ++round) {
-        drop_caches();
-        auto s = speeds(capture(tav::emmc_test));
-        drop_caches();
-        fw.push_back(fio("--rw=write --sync=dsync --fsync=1" + region, false, 10));
-        drop_caches();
-        fr.push_back(fio("--rw=read" + region, true, 10));
+        std::vector<double> s;
+        double w = 0, r = 0;
+        for (int turn = 0; turn < 2; ++turn) {
+          drop_caches();
+          if ((turn == 0) == (round % 2 == 0)) {
+            s = speeds(capture(tav::emmc_test));
+          } else {
+            w = fio("--rw=write --sync=dsync --fsync=1" + region, false, 10);
+            drop_caches();
+            r = fio("--rw=read" + region, true, 10);
+          }
+        }
+        fw.push_back(w);
+        fr.push_back(r);
         ew.push_back(s.size() == 2 ? s[0] : 0);
         er.push_back(s.size() == 2 ? s[1] : 0);
       }
@@ -194,16 +210,23 @@ int main(int argc, char** argv) {
       report("emmc", "read", er, fr);
 
       std::vector<double> uw, ur, gw, gr;
+      const std::string file = " --filename=/mnt/fio.dat --size=25M --direct=1";
       for (int round = 0; round < g_rounds; ++round) {
-        if (!mount_stick(stick)) break;
-        auto s = speeds(capture(tav::usb_test));
-        umount("/mnt");  // the item unmounts; this is for its failure paths
-        if (!mount_stick(stick)) break;
-        const std::string file = " --filename=/mnt/fio.dat --size=25M --direct=1";
-        gw.push_back(fio("--rw=write" + file, false, 25));
-        gr.push_back(fio("--rw=read" + file, true, 25));
-        unlink("/mnt/fio.dat");
-        umount("/mnt");
+        std::vector<double> s;
+        double w = 0, r = 0;
+        for (int turn = 0; turn < 2; ++turn) {
+          if (!mount_stick(stick)) break;
+          if ((turn == 0) == (round % 2 == 0)) {
+            s = speeds(capture(tav::usb_test));
+          } else {
+            w = fio("--rw=write" + file, false, 25);
+            r = fio("--rw=read" + file, true, 25);
+            unlink("/mnt/fio.dat");
+          }
+          umount("/mnt");  // the item unmounts itself but for its failure paths
+        }
+        gw.push_back(w);
+        gr.push_back(r);
         uw.push_back(s.size() == 2 ? s[0] : 0);
         ur.push_back(s.size() == 2 ? s[1] : 0);
       }
