@@ -51,19 +51,4 @@ TEST_F(UsbStickModel, files_under_the_mount_point_live_in_the_mounted_stick) {
   EXPECT_EQ(sys::stat("/dev/h_msc", &st), -1);
 }
 
-TEST_F(UsbStickModel, direct_io_needs_sector_alignment) {
-  ASSERT_EQ(sys::mount("/dev/h_msa", "/mnt", "vfat", 0, nullptr), 0);
-  int fd = sys::open("/mnt/d", O_RDWR | O_CREAT | O_DIRECT, 0644);
-  ASSERT_GE(fd, 0);
-  alignas(512) static char block[1024];
-  struct Case {
-    const char* buf;
-    size_t n;
-    ssize_t want;
-  } cases[] = {{block, 512, 512}, {block + 1, 512, -1}, {block, 100, -1}, {block, 1024, 1024}};
-  for (const auto& c : cases) EXPECT_EQ(sys::write(fd, c.buf, c.n), c.want) << c.n;
-  EXPECT_EQ(sys::close(fd), 0);
-  EXPECT_EQ(sys::umount("/mnt"), 0);
-}
-
 }  // namespace
