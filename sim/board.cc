@@ -1037,7 +1037,8 @@ int Board::stat(const char* path, struct stat* st) {
   std::shared_ptr<Device> dev = device(path);
   if (dev != nullptr) {
     memset(st, 0, sizeof *st);
-    st->st_mode = S_IFBLK | 0660;
+    // Models with a capacity are block devices, the rest character devices.
+    st->st_mode = (dev->size() > 0 ? S_IFBLK : S_IFCHR) | 0660;
     st->st_size = dev->size();
     return 0;
   }
