@@ -70,6 +70,12 @@ TEST_F(FlashUsbProcess, both_items_through_links_on_the_simulated_board) {
   EXPECT_EQ(p.err, "");
 }
 
+// A command line for the built program, behind the emulator in a cross build.
+std::string emulated(const std::string& program) {
+  const std::string emulator = TAV_EMULATOR;
+  return emulator.empty() ? program : emulator + " " + program;
+}
+
 // A loop device over an image file; skipped where the machine does not allow one.
 class FlashUsbLoop : public FlashUsbProcess {
  protected:
@@ -131,7 +137,7 @@ TEST_F(FlashUsbLoop, usb_tests_what_mnt_holds_when_its_mount_fails) {
   ASSERT_EQ(shell("mkfs.ext2 -q -F " + loop_ + " >/dev/null 2>&1").status, 0);
   dir_.link("usb", "tav_factory");
   Proc p = shell("cd " + dir_.path() + " && env -i LC_ALL=C " + map("/dev/h_msa") +
-                 " unshare -m sh -c 'mount -t ext2 " + loop_ + " /mnt && exec ./usb' 2>&1");
+                 " unshare -m sh -c 'mount -t ext2 " + loop_ + " /mnt && exec " + emulated("./usb") + "' 2>&1");
   EXPECT_EQ(p.status, 0);
   EXPECT_TRUE(starts_with(p.out, "\nUSB测试开始\n磁盘分区大小:0.06(G)\n磁盘剩余空间:0.0")) << p.out;
   const std::string middle = "(G)\n" + kHashes + "\n磁盘写入速度:";
