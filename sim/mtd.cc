@@ -6,13 +6,14 @@
 #include <cstring>
 #include <string>
 
+#include "items/storage/blkdev.h"
+
 namespace sim {
 
 namespace {
 
 using namespace tav;
 
-constexpr unsigned long BLKFLSBUF = 0x1261;
 constexpr uint8_t kMtdNandFlash = 4;
 constexpr uint32_t kMtdWriteable = 0x400;
 
@@ -91,10 +92,14 @@ int TavmtdDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
   }
 }
 
-// /dev/mtdN: raw NAND, where writes only clear bits until the next erase.
-class MtdCharDevice final : public Device {
+// One partition of the flash as a node: /dev/mtdN programs raw NAND, where
+// writes only clear bits until the next erase; /dev/mtdblockN has the block
+// layer erase behind each write, so data is simply replaced. Many threads
+// may use either at once.
+class MtdNode : public Device {
  public:
-  MtdCharDevice(std::shared_ptr<NandFlash> flash, uint32_t index) : flash_(std::move(flash)), index_(index) {}
+  MtdNode(std::shared_ptr<NandFlash> flash, uint32_t index, bool raw)
+      : flash_(std::move(flash)), index_(index), raw_(raw) {}
   ssize_t read(OpenFile& f, void* buf, size_t n) override {
     std::lock_guard<std::mutex> lock(flash_->mu);
     ssize_t rc = flash_->read(index_, static_cast<uint64_t>(f.pos), buf, n);
@@ -103,7 +108,7 @@ class MtdCharDevice final : public Device {
   }
   ssize_t write(OpenFile& f, const void* buf, size_t n) override {
     std::lock_guard<std::mutex> lock(flash_->mu);
-    ssize_t rc = flash_->write(index_, static_cast<uint64_t>(f.pos), buf, n, true);
+    ssize_t rc = flash_->write(index_, static_cast<uint64_t>(f.pos), buf, n, raw_);
     if (rc > 0) f.pos += rc;
     return rc;
   }
@@ -111,6 +116,18 @@ class MtdCharDevice final : public Device {
     std::lock_guard<std::mutex> lock(flash_->mu);
     return static_cast<off_t>(flash_->parts[index_].data.size());
   }
+
+ protected:
+  std::shared_ptr<NandFlash> flash_;
+  uint32_t index_;
+
+ private:
+  bool raw_;
+};
+
+class MtdCharDevice final : public MtdNode {
+ public:
+  MtdCharDevice(std::shared_ptr<NandFlash> flash, uint32_t index) : MtdNode(std::move(flash), index, true) {}
   int ioctl(OpenFile&, unsigned long request, void* arg) override {
     if (arg == nullptr) return -EFAULT;
     std::lock_guard<std::mutex> lock(flash_->mu);
@@ -134,38 +151,12 @@ class MtdCharDevice final : public Device {
     }
     return -ENOTTY;
   }
-
- private:
-  std::shared_ptr<NandFlash> flash_;
-  uint32_t index_;
 };
 
-// /dev/mtdblockN: the block layer erases behind each write, so data is
-// simply replaced. Many threads may use it at once.
-class MtdBlockDevice final : public Device {
+class MtdBlockDevice final : public MtdNode {
  public:
-  MtdBlockDevice(std::shared_ptr<NandFlash> flash, uint32_t index) : flash_(std::move(flash)), index_(index) {}
-  ssize_t read(OpenFile& f, void* buf, size_t n) override {
-    std::lock_guard<std::mutex> lock(flash_->mu);
-    ssize_t rc = flash_->read(index_, static_cast<uint64_t>(f.pos), buf, n);
-    if (rc > 0) f.pos += rc;
-    return rc;
-  }
-  ssize_t write(OpenFile& f, const void* buf, size_t n) override {
-    std::lock_guard<std::mutex> lock(flash_->mu);
-    ssize_t rc = flash_->write(index_, static_cast<uint64_t>(f.pos), buf, n, false);
-    if (rc > 0) f.pos += rc;
-    return rc;
-  }
-  off_t size() override {
-    std::lock_guard<std::mutex> lock(flash_->mu);
-    return static_cast<off_t>(flash_->parts[index_].data.size());
-  }
-  int ioctl(OpenFile&, unsigned long request, void*) override { return request == BLKFLSBUF ? 0 : -ENOTTY; }
-
- private:
-  std::shared_ptr<NandFlash> flash_;
-  uint32_t index_;
+  MtdBlockDevice(std::shared_ptr<NandFlash> flash, uint32_t index) : MtdNode(std::move(flash), index, false) {}
+  int ioctl(OpenFile&, unsigned long request, void*) override { return request == tav::BLKFLSBUF ? 0 : -ENOTTY; }
 };
 
 }  // namespace

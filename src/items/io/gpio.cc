@@ -9,6 +9,7 @@
 
 #include "items/io/io_items.h"
 #include "items/io/tavio.h"
+#include "items/item_options.h"
 #include "sys/sys.h"
 
 namespace tav {
@@ -36,14 +37,7 @@ static_assert(gpio_word(1, 4, 1) == 0xC001 && gpio_word(21, 0, 1) == 0x8015);
 }  // namespace
 
 int gpio_tool(int argc, char** argv) {
-  // The tool may run more than once in one process.
-  optind = 0;
-  opterr = 0;
-  optopt = 0;
-  optarg = nullptr;
-  bool option = false;
-  if (argc > 0 && argv != nullptr)
-    while (getopt(argc, argv, "h") != -1) option = true;
+  bool option = scan_help_option(argc, argv);
   if (option || argc - optind < 2) {
     fputs(kGpioUsage, stderr);
     return -1;

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "items/item_options.h"
 #include "sys/sys.h"
 
 namespace tav {
@@ -37,13 +38,7 @@ bool area_is(const volatile uint8_t* area, const uint8_t* expected) {
 }  // namespace
 
 int pcietran_test(int argc, char** argv) {
-  optind = 0;
-  opterr = 0;
-  optopt = 0;
-  optarg = nullptr;
-  bool option = false;
-  if (argc > 0 && argv != nullptr)
-    while (getopt(argc, argv, "h") != -1) option = true;
+  bool option = scan_help_option(argc, argv);
   if (option || argc - optind < 2 || (strncmp(argv[optind], "send", 4) != 0 && strncmp(argv[optind], "recv", 4) != 0)) {
     fputs(kPcieUsage, stderr);
     return -1;

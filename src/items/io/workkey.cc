@@ -12,6 +12,7 @@
 #include <cstring>
 
 #include "items/io/io_items.h"
+#include "items/item_options.h"
 #include "sys/sys.h"
 
 namespace tav {
@@ -67,10 +68,7 @@ int workkey_tool(int argc, char** argv) {
   bool decrypt = false;
   bool in_driver = false;
   const char* text = nullptr;
-  optind = 0;
-  opterr = 0;
-  optopt = 0;
-  optarg = nullptr;
+  restart_option_scan();
   if (argc > 0 && argv != nullptr) {
     int opt;
     while ((opt = getopt(argc, argv, "he:dt")) != -1) {
