@@ -12,10 +12,14 @@
 #include <string>
 #include <vector>
 
+#include "host_util.h"
 #include "items/storage/disk_perf.h"
 #include "sys/sys.h"
 
 namespace {
+
+using bench::drop_caches;
+using bench::first_line;
 
 constexpr long kFileGB = 8;
 constexpr const char* kBlock = "1M";
@@ -41,27 +45,6 @@ struct Speeds {
   double read_calls = 0;
   double write_calls = 0;
 };
-
-std::string first_line(const std::string& cmd) {
-  std::string line;
-  FILE* p = popen(cmd.c_str(), "r");
-  if (p == nullptr) return line;
-  char buf[512];
-  if (fgets(buf, sizeof buf, p) != nullptr) line = buf;
-  pclose(p);
-  line.erase(line.find_last_not_of('\n') + 1);
-  return line;
-}
-
-// Both tools start with nothing of the device in the page cache.
-bool drop_caches() {
-  sync();
-  int fd = open("/proc/sys/vm/drop_caches", O_WRONLY);
-  if (fd < 0) return false;
-  bool ok = write(fd, "3", 1) == 1;
-  close(fd);
-  return ok;
-}
 
 double sum_after(const std::string& out, const char* label) {
   size_t at = out.find(label);

@@ -20,34 +20,18 @@
 #include <string>
 #include <vector>
 
+#include "host_util.h"
 #include "items/io/usb.h"
 #include "items/storage/emmc.h"
 
 namespace {
 
+using bench::drop_caches;
+using bench::first_line;
+
 constexpr long kEmmcMiB = 64;
 constexpr long kStickMiB = 128;
 int g_rounds = 9;
-
-std::string first_line(const std::string& cmd) {
-  std::string line;
-  FILE* p = popen(cmd.c_str(), "r");
-  if (p == nullptr) return line;
-  char buf[512];
-  if (fgets(buf, sizeof buf, p) != nullptr) line = buf;
-  pclose(p);
-  line.erase(line.find_last_not_of('\n') + 1);
-  return line;
-}
-
-bool drop_caches() {
-  sync();
-  int fd = open("/proc/sys/vm/drop_caches", O_WRONLY);
-  if (fd < 0) return false;
-  bool ok = write(fd, "3", 1) == 1;
-  close(fd);
-  return ok;
-}
 
 // What an item prints on standard output, run in a child process as a
 // station would start it, so each run starts from a fresh process.
