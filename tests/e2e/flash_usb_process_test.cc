@@ -54,22 +54,6 @@ class FlashUsbProcess : public ::testing::Test {
   tavtest::TempDir dir_;
 };
 
-TEST_F(FlashUsbProcess, both_items_through_links_on_the_simulated_board) {
-  dir_.link("emmc", "tav_factory_sim");
-  dir_.link("usb", "tav_factory_sim");
-  Proc p = tavtest::run_process(dir_, "emmc", {}, {"LC_ALL=C"});
-  EXPECT_EQ(p.status, 0);
-  EXPECT_EQ(p.out, kEmmcSteps + "eMMC write speed:40.00(M/S)\neMMC read  speed:40.00(M/S)\nTest EMMC OK\n");
-  p = tavtest::run_process(dir_, "usb", {}, {"LC_ALL=C"});
-  EXPECT_EQ(p.status, 0);
-  EXPECT_EQ(p.out, "\nUSB测试开始\n磁盘分区大小:14.90(G)\n磁盘剩余空间:13.97(G)\n" + kHashes +
-                       "\n磁盘写入速度:20.00(M/S)\n" + kHashes +
-                       "\n磁盘读取速度:30.00(M/S)\n\nUSB硬盘完成25(M)创建数据测试,错误数据0(8bit)\n"
-                       "USB[/dev/h_msa]测试成功.\n\n" +
-                       kOthersMissing);
-  EXPECT_EQ(p.err, "");
-}
-
 // A command line for the built program, behind the emulator in a cross build.
 std::string emulated(const std::string& program) {
   const std::string emulator = TAV_EMULATOR;

@@ -24,9 +24,6 @@ class FlashProcess : public ::testing::Test {
     dir_.link("tav_factory", TAV_FACTORY_PATH);
     for (const char* name : {"mtd_test", "nand_id", "mmz", "pcietran"}) dir_.link(name, "tav_factory_sim");
   }
-  Proc start(const std::string& name, const std::vector<std::string>& args) {
-    return tavtest::run_process(dir_, name, args, {"LC_ALL=C"});
-  }
 
   // Starts one end per argument list under the link name, reads their
   // output until each has printed want, then stops them with Ctrl-C. A guard
@@ -94,33 +91,6 @@ class FlashProcess : public ::testing::Test {
   }
   tavtest::TempDir dir_;
 };
-
-TEST_F(FlashProcess, items_answer_through_their_links_on_the_simulated_board) {
-  EXPECT_EQ(start("mtd_test", {"bootpart"}).out, "bootpart is 1\n");
-  Proc p = start("mtd_test", {"setpro", "2", "un"});
-  EXPECT_EQ(p.out, "un MTD2 successful\n");
-  EXPECT_EQ(p.status, 0);
-  p = start("mtd_test", {"erasestats"});
-  EXPECT_EQ(p.out.substr(0, 24), "\nusage:./mtd_test [cmd]\n");
-  EXPECT_EQ(start("nand_id", {}).out,
-            "NAND_ID:2c da 90 95 6 0 0 0 \nNAND_info:\n oob: 128B \nMT29F2G08ABAEA new flash\n");
-  p = start("mmz", {});
-  EXPECT_EQ(p.status, 0);
-  EXPECT_EQ(p.out.substr(0, 30), "\nphys_addr       :0xa0000000\na");
-  EXPECT_NE(p.out.find("flags           :MAP_SHARED\n"), std::string::npos) << p.out;
-  EXPECT_EQ(p.out.find("failed"), std::string::npos) << p.out;
-  p = start("pcietran", {"send"});
-  EXPECT_EQ(p.err, "\nUsage: pcietran [option] send/recv addr\n\n    -h         help\n\n");
-  EXPECT_EQ(start("pcietran", {"recv", "0x100000000"}).out, "addr: 0x0 invalid\n");
-}
-
-// Two simulated boards whose physical memory is one file. Their virtual
-// time is paced to the wall clock: unpaced, an end whose partner the host
-// does not schedule for a millisecond would see five silent seconds.
-TEST_F(FlashProcess, two_simulated_ends_sharing_memory_exchange_patterns) {
-  const std::vector<std::string> env = {"TAV_SIM_MEM=" + (dir_ / "physmem"), "TAV_SIM_REALTIME=1", "LC_ALL=C"};
-  play_until("pcietran", {{"recv", "8c000000"}, {"send", "8c000000"}}, env, "test_count = 100\n", 0);
-}
 
 // The Linux backend: /dev/mem is a file both processes map; each exchange
 // takes real 50 ms sleeps, so a few hundred take some seconds.

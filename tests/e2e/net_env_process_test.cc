@@ -56,21 +56,6 @@ TEST_F(NetEnvProcess, items_through_links_on_the_simulated_board) {
   EXPECT_EQ(start("tav_factory_sim", {"fan", "101"}).out, "Please input pwm duty from (0~100)\n");
 }
 
-TEST_F(NetEnvProcess, workkey_file_store_without_the_driver_on_the_host) {
-  if (access("/dev/tavded", F_OK) == 0) GTEST_SKIP() << "this machine has an encryption driver";
-  dir_.link("workkey", "tav_factory");
-  Proc p = start("workkey", {"-e", "abc"});
-  EXPECT_EQ(p.status, 0);
-  EXPECT_EQ(p.out, "Open tavded fail. errno[2]\n");
-  std::string want(32, '\0');
-  want[0] = 8;
-  want += std::string("abc") + std::string(5, '\0');
-  EXPECT_EQ(tavtest::read_file(dir_ / "ded_workkey"), want);
-  struct stat st;
-  ASSERT_EQ(stat((dir_ / "ded_workkey").c_str(), &st), 0);
-  EXPECT_EQ(st.st_mode & 07777, 0u);
-}
-
 // Runs script in a fresh network namespace, or says why it cannot.
 bool namespace_unavailable(std::string* why) {
   if (geteuid() != 0) {

@@ -154,12 +154,4 @@ TEST_F(SerialProcess, rs485_with_the_test_as_the_loop_back_plug) {
   EXPECT_EQ(t.c_cc[VMIN], 0);
 }
 
-// Started by name, the key test has no panel port: it fails at once.
-TEST_F(SerialProcess, keys_alone_reports_the_failed_wait) {
-  int status = -1;
-  std::string out = finish(start("keys", {}, "/dev/ttyS2", ""), &status);
-  EXPECT_EQ(status, 0);
-  EXPECT_EQ(out, "面板输入ESC退出测试\nselect return -1 \n");
-}
-
 }  // namespace

@@ -34,18 +34,6 @@ TEST(FactoryItems, TableInvariants) {
 
 class Factory : public tavtest::BoardTest {};
 
-TEST_F(Factory, UnknownLinkNamesAreRefused) {
-  struct Case {
-    std::string argv0, shown;
-  } cases[] = {{"./foo", "fo"}, {"watchdo", "watchd"}};
-  for (const auto& c : cases) {
-    Outcome r = run(tav::factory_main, {c.argv0});
-    EXPECT_EQ(r.out.substr(0, r.out.find('\n') + 1), "输入参数 " + c.shown + " 有误!\n") << c.argv0;
-    EXPECT_NE(r.out.find("\tbootparam           \r\n\tcpld                \r\n"), std::string::npos);
-    EXPECT_EQ(r.result, -1);
-  }
-}
-
 TEST_F(Factory, MenuRunAllRunsTheFlaggedItemsInTableOrder) {
   board().set_console("0\n");
   Outcome r = run(tav::factory_main, {"tav_factory", "-m"});

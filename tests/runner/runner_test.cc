@@ -90,28 +90,6 @@ class Runner : public tavtest::BoardTest {
   }
 };
 
-TEST_F(Runner, UsageAndVersion) {
-  Outcome r = run(runner_entry, {"tav_factory", "-h"});
-  EXPECT_EQ(r.out, kUsage);
-  EXPECT_EQ(r.result, 0);
-  // The build's own stamp, in the preprocessor's "Mmm dd yyyy" and "hh:mm:ss".
-  r = run(runner_entry, {"/usr/bin/tav_factory", "--version"});
-  EXPECT_TRUE(std::regex_match(
-      r.out, std::regex(R"(\*\*\* tav_factory 1\.1\.0 [A-Z][a-z]{2} [ 0-9][0-9] [0-9]{4} [0-9]{2}:[0-9]{2}:[0-9]{2} \*\*\*\n)")))
-      << r.out;
-  EXPECT_EQ(r.result, 0);
-}
-
-TEST_F(Runner, StartedUnderAnotherNameDoesNothing) {
-  Outcome r = run(runner_entry, {"/bin/factory", "-h", "disk"});
-  EXPECT_EQ(r.out, "");
-  EXPECT_EQ(r.result, 0);
-  EXPECT_TRUE(g_calls.empty());
-  // The started name may carry a suffix.
-  r = run(runner_entry, {"./tav_factory_v2", "disk"});
-  EXPECT_EQ(g_calls, std::vector<std::string>({"disk(1,disk)"}));
-}
-
 TEST_F(Runner, RunsTheFirstItemWhoseNameIsAPrefixWithItsOwnOptions) {
   struct Case {
     std::vector<std::string> words;
@@ -134,78 +112,6 @@ TEST_F(Runner, RunsTheFirstItemWhoseNameIsAPrefixWithItsOwnOptions) {
   Outcome r = run(runner_entry, {"tav_factory", "-c", "4", "disk"});
   EXPECT_TRUE(g_calls.empty());
   EXPECT_EQ(tav::repeat_count(), 4u);
-}
-
-TEST_F(Runner, UnknownItemIsShownOneCharacterShortThenTheUsage) {
-  struct Case {
-    std::string word;
-    std::string shown;
-  } cases[] = {{"abc", "ab"}, {"ghost", "ghos"}, {"x", ""}};
-  for (const auto& c : cases) {
-    Outcome r = run(runner_entry, {"tav_factory", c.word});
-    EXPECT_EQ(r.out, "输入参数 " + c.shown + " 有误!\n" + kUsage);
-    EXPECT_EQ(r.result, -1);
-  }
-  EXPECT_TRUE(g_calls.empty());
-}
-
-TEST_F(Runner, RepeatCountTakesDecimalHexAndOctal) {
-  struct Case {
-    std::vector<std::string> words;
-    uint32_t count;
-  } cases[] = {
-      {{"tav_factory", "-c", "0x10"}, 16},
-      {{"tav_factory", "-c", "010"}, 8},
-      {{"tav_factory", "--count=25"}, 25},
-      {{"tav_factory", "-c3"}, 3},
-      {{"tav_factory", "-v"}, 3},  // stays from the run before: process-wide
-  };
-  for (const auto& c : cases) {
-    run(runner_entry, c.words);
-    EXPECT_EQ(tav::repeat_count(), c.count) << c.words[1];
-  }
-}
-
-TEST_F(Runner, UnknownOptionIsPassedOverAfterTheScannersMessage) {
-  Outcome r = run(runner_entry, {"tav_factory", "-x", "-v"});
-  EXPECT_NE(r.err.find("invalid option"), std::string::npos) << r.err;
-  EXPECT_EQ(r.out.substr(0, 22), "*** tav_factory 1.1.0 ");
-  EXPECT_EQ(r.result, 0);
-}
-
-TEST_F(Runner, InstallLinksFlaggedBuiltItemsAndUninstallRemovesOnlyOurs) {
-  ASSERT_EQ(::symlink("elsewhere", "fan"), 0);
-  Outcome r = run(runner_entry, {"tav_factory", "-i"});
-  // An existing name is a failure too: the link call gives -1, never 17.
-  EXPECT_EQ(r.out, "install fan fail\n");
-  std::vector<std::string> linked;
-  for (const char* name : {"reboot", "disk", "disk_perf", "fan", "ghost", "rtc"}) {
-    char target[64] = {};
-    if (readlink(name, target, sizeof target - 1) > 0 && std::string(target) == "tav_factory") linked.push_back(name);
-  }
-  EXPECT_EQ(linked, std::vector<std::string>({"reboot", "disk", "disk_perf"}));
-
-  ASSERT_EQ(::symlink("tav_factory", "rtc"), 0);  // flag 0, yet uninstalled
-  tavtest::write_file("ghost", "plain file");
-  r = run(runner_entry, {"tav_factory", "--unstall"});
-  EXPECT_EQ(r.out, "");
-  struct stat st;
-  for (const char* gone : {"reboot", "disk", "disk_perf", "rtc"}) EXPECT_NE(lstat(gone, &st), 0) << gone;
-  EXPECT_EQ(lstat("fan", &st), 0);
-  EXPECT_EQ(tavtest::read_file("ghost"), "plain file");
-
-  ASSERT_EQ(::symlink("tav_factory", "disk"), 0);
-  board().fail({sim::Call::Unlink, "disk", 0, 0, EACCES});
-  r = run(runner_entry, {"tav_factory", "-u"});
-  EXPECT_EQ(r.out, "uninstall disk fail\n");
-}
-
-TEST_F(Runner, OptionsRunInTheOrderGiven) {
-  Outcome r = run(runner_entry, {"tav_factory", "-v", "-h", "-v"});
-  ASSERT_GT(r.out.size(), kUsage.size());
-  size_t banner = r.out.find('\n') + 1;
-  EXPECT_EQ(r.out.substr(banner, kUsage.size()), kUsage);
-  EXPECT_EQ(r.out.substr(0, banner), r.out.substr(banner + kUsage.size()));
 }
 
 TEST_F(Runner, MenuAnswers) {
@@ -242,60 +148,6 @@ TEST_F(Runner, MenuAnswers) {
     EXPECT_EQ(g_calls, c.calls) << c.what;
     EXPECT_EQ(r.result, 0) << c.what;
   }
-}
-
-TEST_F(Runner, LeavingTheMenuGoesOnWithTheRemainingOptions) {
-  g_calls.clear();
-  Outcome r = menu("q\n", {"tav_factory", "-m", "-c", "9"});
-  EXPECT_EQ(tav::repeat_count(), 9u);
-  EXPECT_EQ(r.out, kMenu + "q\n退出测试\n");
-}
-
-int item_scanning(int argc, char** argv) {
-  optind = 0;
-  opterr = 0;
-  // From the menu there is nothing to scan (and getopt must not see null).
-  while (argc > 0 && getopt(argc, argv, "ab") != -1) {
-  }
-  g_calls.push_back("scanning");
-  return 0;
-}
-
-TEST_F(Runner, AnItemScanningItsOwnOptionsDoesNotDerailTheRunnersScan) {
-  static const tav::TestItem kScanning[] = {
-      {"zero", 1, item_rtc, "z"}, {"scan", 1, item_scanning, "s"}, {nullptr, 0, nullptr, nullptr}};
-  board().set_console("1\nq\n");
-  Outcome r = run([](int c, char** v) { return tav::run_tests(c, v, "tav_factory", kScanning); },
-                  {"tav_factory", "-m", "-c", "5"});
-  const std::string menu = "\t[0] z\n\t[1] s\n\t[h] 打印帮助信息\n\t[q] 退出测试\n\n请选择测试选项(默认值=0):";
-  EXPECT_EQ(r.out, menu + "1\n" + menu + "q\n退出测试\n");
-  EXPECT_EQ(g_calls, std::vector<std::string>({"scanning"}));
-  EXPECT_EQ(tav::repeat_count(), 5u);
-}
-
-TEST_F(Runner, KeyReaderSwitchesTheTerminalRawAndRestoresIt) {
-  struct termios before = {};
-  before.c_lflag = ICANON | ECHO | ISIG;
-  before.c_cc[VMIN] = 0;
-  ASSERT_EQ(sys::tcsetattr(0, TCSANOW, &before), 0);
-  board().set_console("ab\n");
-  board().clear_log();
-  char buf[4];
-  std::string out, err;
-  int n = 0;
-  tavtest::run_capture([&] { n = tav::read_key_line(buf, sizeof buf); }, &out, &err);
-  EXPECT_EQ(n, 2);
-  EXPECT_STREQ(buf, "ab");
-  EXPECT_EQ(out, "ab");
-  auto sets = board().log_of(sim::Call::Tcsetattr);
-  ASSERT_EQ(sets.size(), 2u);
-  struct termios raw, restored;
-  memcpy(&raw, sets[0].bytes.data(), sizeof raw);
-  memcpy(&restored, sets[1].bytes.data(), sizeof restored);
-  EXPECT_EQ(raw.c_lflag & (ICANON | ECHO), 0u);
-  EXPECT_EQ(raw.c_lflag & ISIG, static_cast<tcflag_t>(ISIG));
-  EXPECT_EQ(raw.c_cc[VMIN], 1);
-  EXPECT_EQ(memcmp(&restored, &before, sizeof before), 0);
 }
 
 }  // namespace

@@ -43,51 +43,6 @@ TEST_F(MemmapTest, RangeAcrossAPageBoundaryMapsBothPages) {
   EXPECT_EQ(v, 0xCAFEF00Du);
 }
 
-TEST_F(MemmapTest, PageLengthCoversTheLastByte) {
-  struct Case {
-    uint32_t addr, size;
-    uint64_t length;
-  } cases[] = {{0x1000, 1, 4096}, {0x1000, 4096, 4096}, {0x1001, 4096, 8192}, {0x1FFF, 2, 8192}, {0x10000, 0x10001, 0x11000}};
-  for (auto& c : cases) {
-    board().clear_log();
-    ASSERT_NE(tav::memmap(c.addr, c.size), nullptr);
-    ASSERT_EQ(maps().size(), 1u);
-    EXPECT_EQ(maps()[0].length, c.length) << std::hex << c.addr << " " << c.size;
-    tav::memmap_reset();
-  }
-}
-
-TEST_F(MemmapTest, ZeroSizeIsRefusedBeforeOpening) {
-  void* p = &p;
-  EXPECT_EQ(quiet([&] { p = tav::memmap(0x80040000, 0); }), "memmap():size can't be zero!\n");
-  EXPECT_EQ(p, nullptr);
-  EXPECT_TRUE(board().log_of(sim::Call::Open).empty());
-}
-
-TEST_F(MemmapTest, PartialOverlapMakesANewNode) {
-  ASSERT_NE(tav::memmap(0x80040000, 0x100), nullptr);
-  ASSERT_NE(tav::memmap(0x80040F00, 0x200), nullptr);
-  EXPECT_EQ(tav::memmap_node_count(), 2);
-  EXPECT_EQ(maps().size(), 2u);
-}
-
-TEST_F(MemmapTest, OpenFailureIsRetriedByTheNextCall) {
-  board().fail({sim::Call::Open, "/dev/mem", 0, 1, EACCES});
-  void* p = &p;
-  EXPECT_EQ(quiet([&] { p = tav::memmap(0x1000, 4); }), "memmap():open /dev/mem error!\n");
-  EXPECT_EQ(p, nullptr);
-  EXPECT_NE(tav::memmap(0x1000, 4), nullptr);
-  EXPECT_EQ(board().log_of(sim::Call::Open).size(), 2u);
-}
-
-TEST_F(MemmapTest, MapFailureNamesThePageOffset) {
-  board().fail({sim::Call::Mmap, "", 0, 0, ENOMEM});
-  void* p = &p;
-  EXPECT_EQ(quiet([&] { p = tav::memmap(0x80040123, 4); }), "memmap():mmap @ 0x80040000 error!\n");
-  EXPECT_EQ(p, nullptr);
-  EXPECT_EQ(tav::memmap_node_count(), 0);
-}
-
 TEST_F(MemmapTest, UnmapDropsReferencesThenTheMapping) {
   void* p = tav::memmap(0x2000, 16);
   tav::memmap(0x2000, 8);
@@ -97,39 +52,6 @@ TEST_F(MemmapTest, UnmapDropsReferencesThenTheMapping) {
   EXPECT_EQ(tav::memmap_node_count(), 0);
   EXPECT_EQ(board().log_of(sim::Call::Munmap).size(), 1u);
   EXPECT_EQ(quiet([&] { EXPECT_EQ(tav::memunmap(p), -1); }), "memunmap(): address have not been mmaped!\n");
-}
-
-TEST_F(MemmapTest, RemovingTheHeadForgetsEveryLaterNode) {
-  void* first = tav::memmap(0x1000, 16);
-  tav::memmap(0x5000, 16);
-  tav::memmap(0x9000, 16);
-  ASSERT_EQ(tav::memmap_node_count(), 3);
-  EXPECT_EQ(quiet([&] { tav::memunmap(first); }), "memunmap(): map node will be remove!\n");
-  EXPECT_EQ(tav::memmap_node_count(), 0);
-}
-
-TEST_F(MemmapTest, MiddleNodeIsUnlinkedAlone) {
-  tav::memmap(0x1000, 16);
-  void* second = tav::memmap(0x5000, 16);
-  tav::memmap(0x9000, 16);
-  quiet([&] { tav::memunmap(static_cast<char*>(second) + 1); });
-  EXPECT_EQ(tav::memmap_node_count(), 2);
-  EXPECT_EQ(tav::memmap_refcount(0x5000), 0u);
-  EXPECT_EQ(tav::memmap_refcount(0x9000), 1u);
-}
-
-TEST_F(MemmapTest, OnePastTheEndStillMatches) {
-  auto* p = static_cast<char*>(tav::memmap(0x4000, 16));
-  EXPECT_EQ(quiet([&] { EXPECT_EQ(tav::memunmap(p + 4096), 0); }), "memunmap(): map node will be remove!\n");
-  EXPECT_EQ(quiet([&] { EXPECT_EQ(tav::memunmap(p + 4097), -1); }), "memunmap(): address have not been mmaped!\n");
-}
-
-TEST_F(MemmapTest, FailedUnmapIsReportedAndTheNodeStillFreed) {
-  void* p = tav::memmap(0x3000, 16);
-  board().fail({sim::Call::Munmap, "", 0, 1, EINVAL});
-  EXPECT_EQ(quiet([&] { EXPECT_EQ(tav::memunmap(p), 0); }),
-            "memunmap(): map node will be remove!\nmemunmap(): munmap failed!\n");
-  EXPECT_EQ(tav::memmap_node_count(), 0);
 }
 
 }  // namespace

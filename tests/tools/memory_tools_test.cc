@@ -70,30 +70,6 @@ TEST_F(MemoryTools, ArgumentErrorsEndTheProcess) {
   }
 }
 
-TEST_F(MemoryTools, MapFailuresGiveTheReportOfEachTool) {
-  struct Case {
-    tavtest::Entry entry;
-    std::vector<std::string> words;
-    std::string heading;
-    int line;
-    const char* path;
-  } cases[] = {
-      {tav::himc, {"himc", "0x80040000", "4"}, "====clear memory 0X80040000, length 4====\n", 95, "tools/mc"},
-      {tav::himd, {"himd", "0x80040000"}, "====dump memory 0X80040000====\n", 123, "tools/md"},
-      {tav::himd_l, {"himd.l", "0x80040000"}, "====dump memory 0x80040000====\n", 66, "tools/md"},
-      {tav::himdb, {"himdb", "0x80040000", "16", "f"}, "====dump memory:<0X80040000><16> to file:<f>====\n", 191,
-       "tools/md"},
-  };
-  for (const auto& c : cases) {
-    board().fail({sim::Call::Open, "/dev/mem", 0, 0, EACCES});
-    Outcome r = run(c.entry, c.words);
-    board().clear_faults();
-    EXPECT_TRUE(r.exited);
-    EXPECT_EQ(r.status, 255);
-    EXPECT_EQ(r.out, c.heading + "memmap():open /dev/mem error!\n" + report("Memory Map error.", c.path, c.line));
-  }
-}
-
 TEST_F(MemoryTools, HimcFillsHalfwordsAndShowsTheRange) {
   Outcome r = run(tav::himc, {"himc", "0x80040000", "100", "1"});
   ASSERT_FALSE(r.exited);
@@ -114,38 +90,6 @@ TEST_F(MemoryTools, HimcFillsHalfwordsAndShowsTheRange) {
   for (int i = 0; i < 50; ++i) expect_mem += std::string("\x01\x00", 2);
   EXPECT_EQ(mem(kBase, 100), expect_mem);
   EXPECT_EQ(mem(kBase + 100, 1), std::string(1, '\x64'));  // untouched past the range
-}
-
-TEST_F(MemoryTools, HimcValueRules) {
-  struct Case {
-    std::vector<std::string> words;
-    uint16_t half;
-  } cases[] = {
-      {{"himc", "0x80040000", "4"}, 0},
-      {{"himc", "0x80040000", "4", "0x12345678"}, 0x5678},
-      {{"himc", "0x80040000", "4", "zz", "0x55"}, 0},  // a fifth word: the value is never parsed
-  };
-  for (const auto& c : cases) {
-    board().mem().fill(kBase, 0xEE, 8);
-    Outcome r = run(tav::himc, c.words);
-    EXPECT_EQ(r.result, 0);
-    EXPECT_FALSE(r.exited);
-    EXPECT_EQ(board().mem().read16(kBase), c.half);
-    EXPECT_EQ(board().mem().read16(kBase + 2), c.half);
-    EXPECT_EQ(board().mem().read16(kBase + 4), 0xEEEE);
-  }
-}
-
-TEST_F(MemoryTools, BadAddressReturnsZeroWithTheHint) {
-  for (auto entry : {tav::himc, tav::himd, tav::himd_l, tav::himdb, tav::himm}) {
-    Outcome r = run(entry, {"tool", "0x8004zz", "16"});
-    EXPECT_FALSE(r.exited);
-    EXPECT_EQ(r.result, 0);
-    // himm's two-word form returns silently.
-    EXPECT_EQ(r.out, entry == tav::himm ? "" : "Please input address like 0x12345\n");
-  }
-  Outcome r = run(tav::himm, {"himm", "bad"});
-  EXPECT_EQ(r.out, "Please input address like 0x12345\n");
 }
 
 TEST_F(MemoryTools, HimdShowsBytesWithLengthFallbacks) {
@@ -183,12 +127,6 @@ TEST_F(MemoryTools, HimdLShowsWholeRowsOfWords) {
   EXPECT_EQ(maps.back().length, 4096u);
 }
 
-TEST_F(MemoryTools, HimdLRefusesListingsOverTwoGigabytes) {
-  Outcome r = run(tav::himd_l, {"himd.l", "0", "0x80000010"});
-  EXPECT_EQ(r.result, 0);
-  EXPECT_EQ(r.out, "====dump memory 0x00000000====\nerror:Input param(len) is greater than 2GB!\n");
-}
-
 TEST_F(MemoryTools, HimdbAppendsToTheNamedOrDerivedFile) {
   Outcome r = run(tav::himdb, {"himdb", "0x80040000", "0x100"});
   EXPECT_EQ(r.result, 0);
@@ -202,21 +140,6 @@ TEST_F(MemoryTools, HimdbAppendsToTheNamedOrDerivedFile) {
   EXPECT_EQ(tavtest::read_file("out.bin"), mem(kBase + 16, 256));
 }
 
-TEST_F(MemoryTools, HimdbReportsAFileItCannotOpen) {
-  Outcome r = run(tav::himdb, {"himdb", "0x80040000", "8", "no/such/dir/f"});
-  EXPECT_EQ(r.result, 0);
-  EXPECT_EQ(r.out,
-            "====dump memory:<0X80040000><8> to file:<no/such/dir/f>====\n"
-            "Open File no/such/dir/f to dump memory error.\n");
-}
-
-TEST_F(MemoryTools, HimdbCutsAnOverlongNameInsteadOfOverrunning) {
-  std::string name(300, 'n');
-  Outcome r = run(tav::himdb, {"himdb", "0x80040000", "8", name});
-  EXPECT_EQ(r.result, 0);
-  EXPECT_EQ(tavtest::read_file(std::string(127, 'n')), mem(kBase, 8));
-}
-
 TEST_F(MemoryTools, HimmWritesTheValueGivenOnTheCommandLine) {
   board().mem().write32(kBase + 8, 0x12345678);
   Outcome r = run(tav::himm, {"himm", "0x80040008", "0xCAFE"});
@@ -224,54 +147,6 @@ TEST_F(MemoryTools, HimmWritesTheValueGivenOnTheCommandLine) {
   EXPECT_EQ(r.out, "0x80040008: 0x12345678 --> 0x0000CAFE \n");
   EXPECT_EQ(board().mem().read32(kBase + 8), 0xCAFEu);
   EXPECT_EQ(board().mem().read32(kBase + 12), 0x0F0E0D0Cu);
-}
-
-TEST_F(MemoryTools, HimmSilentAndOddForms) {
-  struct Case {
-    std::vector<std::string> words;
-    std::string out;
-  } cases[] = {
-      {{"himm", "0x80040000", "1", "2"}, "xxx\n"},
-      {{"himm", "0x80040000", "12k"}, ""},
-  };
-  for (const auto& c : cases) {
-    Outcome r = run(tav::himm, c.words);
-    EXPECT_EQ(r.result, 0);
-    EXPECT_EQ(r.out, c.out);
-    EXPECT_EQ(board().mem().read32(kBase), 0x03020100u);
-  }
-}
-
-TEST_F(MemoryTools, HimmAsksForTheNewValue) {
-  struct Case {
-    std::string console;
-    std::string tail;
-    uint32_t stored;
-  } cases[] = {
-      {"0x55AA\n", "", 0x55AA},
-      {"  \n 77 rest", "", 77},
-      {"0x1234567890123\n", "Input Error\n", 0x03020100},  // cut at 15 characters, then too big
-      {"abc\n", "Input Error\n", 0x03020100},
-      {"", "Input Error\n", 0x03020100},  // end of input writes nothing
-  };
-  for (const auto& c : cases) {
-    board().mem().write32(kBase, 0x03020100);
-    board().set_console(c.console);
-    Outcome r = run(tav::himm, {"himm", "0x80040000"});
-    EXPECT_EQ(r.result, 0);
-    EXPECT_EQ(r.out, "====dump memory 0X80040000====\n0x80040000: 0x03020100\nNewValue:" + c.tail);
-    EXPECT_EQ(board().mem().read32(kBase), c.stored) << c.console;
-  }
-}
-
-TEST_F(MemoryTools, HimmMapFailures) {
-  board().fail({sim::Call::Mmap, "", 0, 0, ENOMEM});
-  Outcome r = run(tav::himm, {"himm", "0x80040000"});
-  EXPECT_EQ(r.result, -1);
-  EXPECT_EQ(r.out, "====dump memory 0X80040000====\nmemmap():mmap @ 0x80040000 error!\nmemmap failed!\n");
-  r = run(tav::himm, {"himm", "0x80040000", "5"});
-  EXPECT_EQ(r.result, -1);
-  EXPECT_EQ(r.out, "memmap():mmap @ 0x80040000 error!\n");
 }
 
 }  // namespace

@@ -77,8 +77,6 @@ TEST(UbootEnv, VerdictsOverTheDriversBehaviour) {
       {"no variables", [](sim::Board& b) { sim::env(b)->clear(); }, kStart + "erro: env_total = 0\n" + kEnd, -1},
       {"driver accepts an empty value", [](sim::Board& b) { sim::env(b)->set_refuse_empty(false); },
        kStart + listing() + "设置UBOOT_ENV_SET失败!\n" + kEnd, -5},
-      {"count changes before the rewrite pass", [](sim::Board& b) { sim::env(b)->add_variable_after_counts(2); },
-       kStart + listing() + "error: env_tmp != env_total\n" + kEnd, -5},
       {"count changes during the rewrite pass", [](sim::Board& b) { sim::env(b)->add_variable_after_counts(3); },
        kStart + listing() + "erro :env_tmp != env_total\n" + kEnd, -1},
       {"bootargs changed by pass-through",
@@ -88,50 +86,15 @@ TEST(UbootEnv, VerdictsOverTheDriversBehaviour) {
        kStart + listing("192.168.1.100", "") + rewrite("") + "[07]: serverip: 192.168.1.100\n" + kConsoleStep +
            "erro :strlen(keyvalue.value) <= 0\n" + kEnd,
        -1},
-      {"no driver", [](sim::Board& b) { b.remove(tav::kEnvPath); }, kStart + "文件打开失败!\n", -1},
       {"count fails", fail_nth(tav::UBOOT_ENV_TOTAL, 1), kStart + "获取环境变量个数并遍历打印失败!\n" + kEnd, -5},
-      {"second count fails", fail_nth(tav::UBOOT_ENV_TOTAL, 2),
-       kStart + listing().substr(0, listing().size() - 1) + "\n设置UBOOT_ENV_TOTAL失败!\n" + kEnd, -5},
-      {"key fails", fail_nth(tav::UBOOT_ENV_GET_KEY, 3),
-       kStart + "[00]: baudrate: 115200\n[01]: bootargs: " + kBootargs + "\n设置UBOOT_ENV_GET_KEY失败!\n" + kEnd, -5},
-      {"get fails", fail_nth(tav::UBOOT_ENV_GET, 1), kStart + "设置UBOOT_ENV_GET失败!\n" + kEnd, -5},
       {"tty1 refused", fail_nth(tav::UBOOT_ENV_TRANS_MODE, 1),
        kStart + listing() + "测试设置透传模式: tty1\n设置UBOOT_ENV_TRANS_MODE失败!\n" + kEnd, -5},
-      {"console refused", fixed_serverip(fail_nth(tav::UBOOT_ENV_TRANS_MODE, 2)),
-       kStart + listing("192.168.1.100") + full_pass + kConsoleStep + "设置UBOOT_ENV_TRANS_MODE失败!\n" + kEnd, -1},
       {"tty5 refused: the message lacks its last word", fixed_serverip(fail_nth(tav::UBOOT_ENV_TRANS_MODE, 3)),
        kStart + listing("192.168.1.100") + full_pass + kConsoleStep + bootargs_line + kTty5Step +
            "设置UBOOT_ENV_TRANS_MODE!\n" + kEnd,
        -1},
-      {"last bootargs read fails", fixed_serverip(fail_nth(tav::UBOOT_ENV_GET, 8 + 16 + 2)),
-       kStart + listing("192.168.1.100") + full_pass + kConsoleStep + bootargs_line + kTty5Step +
-           "设置UBOOT_ENV_GET!\n" + kEnd,
-       -1},
-      {"close fails", [](sim::Board& b) { b.fail({sim::Call::Close, tav::kEnvPath, 0, 0, EIO}); },
-       kStart + listing() + rewrite() + "关闭文件失败!\n", -1},
   };
   for (const Case& c : cases) run_case(tav::uboot_env_test, {"uboot_env"}, c);
-}
-
-class UbootEnvState : public tavtest::BoardTest {};
-
-TEST_F(UbootEnvState, LeavesServeripSetAndTheModeAtTty5) {
-  fixed_serverip()(board());
-  EXPECT_EQ(run(tav::uboot_env_test, {}).result, 0);
-  {
-    sim::Board& b = board();
-    EXPECT_EQ(sim::env(b)->get("serverip"), "192.168.1.100");
-    EXPECT_EQ(sim::env(b)->get("bootcmd"), "bootm 0x82000000");
-    auto modes = sim::env(b)->modes();
-    ASSERT_EQ(modes.size(), 3u);
-    const uint32_t want[3][4] = {{1, 9600, 0x108, 1}, {0, 115200, 0x108, 0}, {1, 115200, 0x108, 3}};
-    for (int i = 0; i < 3; ++i) {
-      EXPECT_EQ(modes[i].on, want[i][0]);
-      EXPECT_EQ(modes[i].baud, want[i][1]);
-      EXPECT_EQ(modes[i].word2, want[i][2]);
-      EXPECT_EQ(modes[i].word3, want[i][3]);
-    }
-  }
 }
 
 TEST(EncryptoTest, PasswordRules) {
@@ -146,12 +109,9 @@ TEST(EncryptoTest, PasswordRules) {
   const std::string p63(63, 'k');
   const Pw cases[] = {
       {{"encrypto_test"}, nullptr, "delete the passwd\nsuccessful!\n", 0, ""},
-      {{}, nullptr, "delete the passwd\nsuccessful!\n", 0, ""},
-      {{"encrypto_test", "s3cret"}, nullptr, "successful!\n", 0, "s3cret"},
       {{"encrypto_test", p63}, nullptr, "successful!\n", 0, p63},
       {{"encrypto_test", p63 + "k"}, nullptr, "passwd too large\n", -22, "old"},
       {{"encrypto_test", "-h"}, nullptr, usage, 0, "old"},
-      {{"encrypto_test", "-"}, nullptr, usage, 0, "old"},
       {{"encrypto_test", ""}, nullptr, usage, 0, "old"},
       {{"encrypto_test", "-hx"}, nullptr, "successful!\n", 0, "-hx"},
       {{"encrypto_test", "x"}, [](sim::Board& b) { b.remove(tav::kEnvPath); }, "open /dev/env failed errro 2\n", -2, ""},

@@ -64,30 +64,6 @@ TEST_F(Gpio, OptionsOrMissingNumbersGetTheUsage) {
   }
 }
 
-TEST_F(Gpio, FailuresAreReportedAndReturnZero) {
-  struct Case {
-    sim::Fault fault;
-    std::vector<std::string> words;
-    std::string out;
-  } cases[] = {
-      {{sim::Call::Open, tav::kTavioPath, 0, 0, ENOENT}, {"gpio", "3", "5"}, "打开文件/dev/tavio失败, errno:2!\n"},
-      {{sim::Call::Ioctl, tav::kTavioPath, tav::TAVIO_GPIO_IN, 0, EIO}, {"gpio", "3", "5"},
-       "ioctl TAVIO_GPIO_IN failed, errno:5!\n"},
-      {{sim::Call::Ioctl, tav::kTavioPath, tav::TAVIO_GPIO_SET_LOW, 0, EINVAL}, {"gpio", "3", "5", "0"},
-       "ioctl TAVIO_GPIO_SET failed, errno:22!\n"},
-      {{sim::Call::Close, tav::kTavioPath, 0, 0, EIO}, {"gpio", "3", "5"},
-       "close file /dev/tavio failed, errno:5!\nGET GPIO3_5:0[LOW]\n"},
-  };
-  for (const auto& c : cases) {
-    board().clear_faults();
-    board().fail(c.fault);
-    Outcome o = run(tav::gpio_tool, c.words);
-    EXPECT_EQ(o.out, c.out);
-    EXPECT_EQ(o.result, 0) << c.out;
-    EXPECT_EQ(o.open_descriptors, 0u) << c.out;
-  }
-}
-
 using Pse = Gpio;
 
 TEST_F(Pse, PowerFollowsTheActiveLowRequestsEverySecond) {
@@ -104,17 +80,6 @@ TEST_F(Pse, PowerFollowsTheActiveLowRequestsEverySecond) {
   EXPECT_EQ(o.open_descriptors, 0u);
   EXPECT_EQ((std::vector<unsigned>{line(21, 0), line(1, 0), line(1, 1), line(1, 2)}),
             (std::vector<unsigned>{0, 1, 0, 0}));
-}
-
-TEST_F(Pse, AllRequestsLowPowerAllPortsAndFailuresEndIt) {
-  for (unsigned bit = 4; bit < 8; ++bit) line(1, bit) = 0;
-  board().fail({sim::Call::Ioctl, tav::kTavioPath, tav::TAVIO_GPIO_OUT, 5, EIO});
-  Outcome o = run(tav::pse_test, {"pse"});
-  EXPECT_EQ(o.out, "开始测试模拟PSE供电功能\ng_poe_port.status: 15\ng_poe_port.status: 15\n"
-                   "ioctl TAVIO_GPIO_OUT failed, errno: 5\n");
-  EXPECT_EQ(o.result, -1);
-  EXPECT_EQ((std::vector<unsigned>{line(21, 0), line(1, 0), line(1, 1), line(1, 2)}),
-            (std::vector<unsigned>{1, 1, 1, 1}));
 }
 
 }  // namespace

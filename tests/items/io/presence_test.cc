@@ -98,32 +98,4 @@ TEST(Presence, JoystickKeyboardAmongTheHidrawNodes) {
   run_cases(std::begin(cases), std::end(cases));
 }
 
-TEST(Presence, InfraredEventsUntilTheNodeFails) {
-  const std::string head = "请确认红外小板已经接入测试头!\nOpen device /dev/tavir success !\n";
-  const std::string closed = "Device /dev/tavir closed !\n";
-  const std::string key = "ir received\nirkey_datah: 0x0 ijrkey_datal: 0xdf20ff00 irkey_state_code: 0x1\n";
-  auto presses = [](std::vector<uint64_t> after_ns) {
-    return [=](sim::Board& b) {
-      for (uint64_t ns : after_ns) sim::ir(b)->press(b.clock().now_ns() + ns, {0, 0xdf20ff00, 1});
-    };
-  };
-  const Case cases[] = {
-      {"two keys a second and a half apart, then select fails", tav::ir_test,
-       [&](sim::Board& b) {
-         presses({0, 1500000000})(b);
-         b.fail({sim::Call::Select, "", 0, 4, EINTR});
-       },
-       head + key + "Select recv timeout!\n" + key + "Select recv err! errno is 4\n" + closed, 4, 0},
-      {"read fails", tav::ir_test,
-       [&](sim::Board& b) {
-         presses({0})(b);
-         b.fail({sim::Call::Read, tav::kTavirPath, 0, 0, EIO});
-       },
-       head + "Read ir err! errno is 5\n" + closed, 5, 0},
-      {"no receiver", tav::ir_test, [](sim::Board& b) { b.remove(tav::kTavirPath); },
-       "请确认红外小板已经接入测试头!\nOpen device /dev/tavir err! errno: 2, No such file or directory\n", -1, 0},
-  };
-  run_cases(std::begin(cases), std::end(cases));
-}
-
 }  // namespace

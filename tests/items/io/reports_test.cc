@@ -137,10 +137,7 @@ const std::string kBootParamReport =
     "@end================BOOTPARAM INFO================end@\n"
     "\n bootparam测试完毕\n";
 
-class Reports : public tavtest::BoardTest {
- protected:
-  sim::TavioDevice& dev() { return *sim::tavio(board()); }
-};
+class Reports : public tavtest::BoardTest {};
 
 TEST_F(Reports, HealthyBoardPrintsBothReportsWhole) {
   Outcome r = run(tav::cpld_report, {"cpld"});
@@ -154,61 +151,6 @@ TEST_F(Reports, HealthyBoardPrintsBothReportsWhole) {
   // Started from the menu: no arguments at all.
   r = run(tav::cpld_report, {});
   EXPECT_EQ(r.out, kCpldReport);
-}
-
-TEST_F(Reports, MissingOrBadRecordsPrintOneLineAndNoBanners) {
-  struct Case {
-    const char* what;
-    void (*setup)(sim::Board&);
-    tavtest::Entry entry;
-    std::string out;
-    int result;
-  } cases[] = {
-      {"cpld no device", [](sim::Board& b) { b.remove(tav::kTavioPath); }, tav::cpld_report,
-       "CPLD测试开始\n驱动接口打开失败!\n", -1},
-      {"cpld request fails", [](sim::Board& b) { sim::fail_tavio_request(b, tav::TAVIO_GET_HARDWRE_INFO, EIO); },
-       tav::cpld_report, "CPLD测试开始\n获取CPLD失败!\n", 0},
-      {"cpld bad magic", sim::set_bad_hw_magic, tav::cpld_report, "CPLD测试开始\nCPLD错误!\n", 0},
-      {"bootparam no device", [](sim::Board& b) { b.remove(tav::kTavioPath); }, tav::bootparam_report,
-       "bootparam测试开始\n驱动接口打开失败!\n", -1},
-      {"bootparam request fails",
-       [](sim::Board& b) { sim::fail_tavio_request(b, tav::TAVIO_GET_BOOTPARAM, ENOTTY); }, tav::bootparam_report,
-       "bootparam测试开始\n获取bootparam失败!\n", 0},
-      {"bootparam bad magic", sim::set_bad_bootparam_magic, tav::bootparam_report,
-       "bootparam测试开始\nbootparam错误!\n", 0},
-      // The hardware magic does not matter to the boot parameters.
-      {"bootparam beside a bad cpld", sim::set_bad_hw_magic, tav::bootparam_report, kBootParamReport, 0},
-  };
-  for (const auto& c : cases) {
-    auto fresh = sim::make_default_board();
-    sim::install(fresh.get());
-    c.setup(*fresh);
-    Outcome o = tavtest::run(*fresh, c.entry, {"item"});
-    EXPECT_EQ(o.out, c.out) << c.what;
-    EXPECT_EQ(o.result, c.result) << c.what;
-    EXPECT_EQ(o.open_descriptors, 0u) << c.what;
-    sim::install(&board());
-  }
-}
-
-TEST_F(Reports, UnterminatedStringsRunOnButNeverPastTheRecord) {
-  auto& p = dev().boot_param;
-  memset(p.cmatch, 'C', sizeof p.cmatch);
-  // From the write date to the end of the record, nothing terminates.
-  char* from = p.write_date;
-  memset(from, 'W', sizeof p - static_cast<size_t>(from - reinterpret_cast<char*>(&p)));
-  Outcome r = run(tav::bootparam_report, {"bootparam"});
-  EXPECT_NE(r.out.find("Id.cmatch:                " + std::string(32, 'C') + "TV-NVR-4216-P\n"), std::string::npos);
-  EXPECT_NE(r.out.find("Id.writeDate:             " + std::string(512 - 0xB1, 'W') + "\n"), std::string::npos);
-  EXPECT_NE(r.out.find("Id.zone:                  0x57\n"), std::string::npos);
-}
-
-TEST_F(Reports, SmallValuesAreLeftAlignedInTwoColumns) {
-  dev().hw_info.pcb = 0x5;
-  dev().hw_info.boot_attr = 0;
-  Outcome r = run(tav::cpld_report, {"cpld"});
-  EXPECT_NE(r.out.find("PCB:            0x5 \n"), std::string::npos);
-  EXPECT_NE(r.out.find("启动:           0x0 \n"), std::string::npos);
 }
 
 }  // namespace

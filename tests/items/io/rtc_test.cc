@@ -63,39 +63,6 @@ TEST_F(Rtc, RateCheckAcceptsFourToEightSecondsInFive) {
   }
 }
 
-TEST_F(Rtc, FailingRequests) {
-  const std::string head = "\nRTC测试开始\n";
-  struct Case {
-    const char* what;
-    sim::Fault fault;
-    std::string out;
-    int result;
-  } cases[] = {
-      {"open", {sim::Call::Open, tav::kRtcPath, 0, 0, ENODEV}, head + "open rtc0 failed\n", -1},
-      {"first read", {sim::Call::Ioctl, tav::kRtcPath, tav::RTC_RD_TIME, 1, EIO},
-       head + "rtc rd time faid\nRTC测试完毕\n", 0},
-      {"third read", {sim::Call::Ioctl, tav::kRtcPath, tav::RTC_RD_TIME, 3, EIO},
-       head + kRateLines.substr(0, 40) + "rtc rd time faid\nRTC测试完毕\n", 0},
-      {"set, the clock runs on", {sim::Call::Ioctl, tav::kRtcPath, tav::RTC_SET_TIME, 0, EINVAL},
-       head + kRateLines + kSetHead + "ret:-1, errno:22\n测试设置后的走时:\n" +
-           lines("2026-01-01 00:01:%02d\n", 4, 9) + "RTC测试完毕\n",
-       0},
-      {"read after the set", {sim::Call::Ioctl, tav::kRtcPath, tav::RTC_RD_TIME, 7, EIO},
-       head + kRateLines + kSetHead + "测试设置后的走时:\n读取RTC失败\nRTC测试完毕\n", 0},
-      {"close", {sim::Call::Close, tav::kRtcPath, 0, 0, EIO}, head + kRateLines + kSetHead + kWatch + "关闭文件失败!\n",
-       -1},
-  };
-  for (const auto& c : cases) {
-    board().clear_faults();
-    board().fail(c.fault);
-    chip().set_time(k2026 + 57);
-    Outcome o = run(tav::rtc_test, {});
-    EXPECT_EQ(o.out, c.out) << c.what;
-    EXPECT_EQ(o.result, c.result) << c.what;
-    EXPECT_EQ(o.open_descriptors, 0u) << c.what;
-  }
-}
-
 const std::string kFed = lines("已喂狗%d次\n", 1, 10) + "\n";
 const std::string kDisabled =
     "开门狗已关闭，检查倒计时10秒后能否保持正常:\n" + lines("倒计时%d秒\n", 10, 1) + "\n正常，开门狗已重新打开!\n";
@@ -118,37 +85,6 @@ TEST_F(Watchdog, LeftArmedItResetsTheBoardTwentyNineSecondsAfterClose) {
   // 60 s of feeding, 10 s disabled, then the 29 s timeout.
   EXPECT_EQ(dog.reset_ns - t0, 99000000000ull);
   EXPECT_EQ(dog.timeout_s(), 29);
-}
-
-TEST_F(Watchdog, FailingRequestsEndWithMinusFive) {
-  using tav::WDIOC_SETOPTIONS;
-  using tav::WDIOC_SETTIMEOUT;
-  const char* dev = tav::kWatchdogPath;
-  struct Case {
-    sim::Fault fault;
-    std::string out;
-    int result;
-  } cases[] = {
-      {{sim::Call::Open, dev, 0, 0, EBUSY}, "驱动接口打开失败\n", -1},
-      {{sim::Call::Ioctl, dev, WDIOC_SETTIMEOUT, 1, EINVAL}, "打开开门狗失败\n\n", -5},
-      {{sim::Call::Ioctl, dev, tav::WDIOC_KEEPALIVE, 3, EIO}, "已喂狗1次\n已喂狗2次\n喂狗失败\n\n", -5},
-      {{sim::Call::Ioctl, dev, WDIOC_SETOPTIONS, 1, EIO}, kFed + "关闭开门狗失败\n\n", -5},
-      {{sim::Call::Ioctl, dev, WDIOC_SETOPTIONS, 2, EIO},
-       kFed + kDisabled.substr(0, kDisabled.rfind("正常")) + "开门狗已重新打开失败!\n\n", -5},
-      {{sim::Call::Ioctl, dev, WDIOC_SETTIMEOUT, 2, EIO}, kFed + kDisabled + "设置超时时间失败!\n\n", -5},
-      {{sim::Call::Close, dev, 0, 0, EIO}, kFed + kDisabled + kArmed + "关闭文件失败!\n\n", -5},
-  };
-  for (const auto& c : cases) {
-    auto fresh = sim::make_default_board();
-    sim::install(fresh.get());
-    fresh->fail(c.fault);
-    Outcome o = tavtest::run(*fresh, tav::watchdog_test, {"watchdog"});
-    EXPECT_EQ(o.out, c.out) << c.fault.request << " " << c.fault.nth;
-    EXPECT_EQ(o.result, c.result) << c.out;
-    EXPECT_FALSE(o.exited);
-    EXPECT_EQ(o.open_descriptors, 0u);
-    sim::install(&board());
-  }
 }
 
 }  // namespace

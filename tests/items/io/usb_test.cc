@@ -74,74 +74,6 @@ TEST_F(Usb, healthy_stick_holds_the_seeded_pattern_and_is_unmounted) {
   EXPECT_EQ(r.open_descriptors, 0u);
 }
 
-TEST_F(Usb, free_space_decides_whether_the_stick_is_written) {
-  const std::string kNoRoom = "磁盘空间不足,请释放磁盘空间,测试需要25(M)磁盘空间\n";
-  struct Case {
-    const char* name;
-    uint64_t free;
-    uint64_t old_file;  // an earlier test file, removed first
-    std::string body;
-  } cases[] = {
-      {"exactly 25 MiB", 25 * kMiB, 0, sizes("0.06", "0.02") + full_run()},
-      {"one cluster short", 25 * kMiB - sim::UsbStick::kClusterSize, 0, sizes("0.06", "0.02") + kNoRoom},
-      {"room after the old file goes", 15 * kMiB, 10 * kMiB, sizes("0.06", "0.02") + full_run()},
-  };
-  for (const auto& c : cases) {
-    auto s = plug("/dev/h_msa", 64 * kMiB, c.free + c.old_file);
-    if (c.old_file) s->put_file("usbtest.dat", std::vector<uint8_t>(c.old_file, 1));
-    board().clear_log();
-    Outcome r = run(tav::usb_test, {});
-    EXPECT_EQ(r.out, kStart + c.body + kOkA + kOthersMissing) << c.name;
-    EXPECT_TRUE(board().mounts().empty()) << c.name;
-  }
-}
-
-TEST_F(Usb, failures_after_the_mount_still_end_with_the_success_line) {
-  struct Case {
-    const char* name;
-    sim::Fault fault;
-    std::string body;
-    bool stays_mounted;
-  } cases[] = {
-      {"statistics fail", {sim::Call::Statvfs, "/mnt", 0, 0, EIO}, "获取硬盘信息失败,Input/output error\n", false},
-      {"file not created",
-       {sim::Call::Open, "/mnt/usbtest.dat", 0, 0, EROFS},
-       sizes("14.90", "13.97") + "创建USB硬盘测试文件失败\n",
-       false},
-      {"short read",
-       {sim::Call::Read, "/mnt/usbtest.dat", 0, 3, EIO, 4096},
-       sizes("14.90", "13.97") + kHashes + "\n磁盘写入速度:20.00(M/S)\n##",
-       false},
-      {"unmount fails",
-       {sim::Call::Umount, "/mnt", 0, 0, EBUSY},
-       sizes("14.90", "13.97") + kHashes + "\n磁盘写入速度:20.00(M/S)\n" + kHashes +
-           "\n磁盘读取速度:30.00(M/S)\n\n卸载/mnt失败!\n",
-       true},
-      {"close fails",
-       {sim::Call::Close, "/mnt/usbtest.dat", 0, 0, EIO},
-       sizes("14.90", "13.97") + kHashes + "\n磁盘写入速度:20.00(M/S)\n" + kHashes +
-           "\n磁盘读取速度:30.00(M/S)\n\n关闭文件失败!\n",
-       true},
-  };
-  for (const auto& c : cases) {
-    board().clear_faults();
-    board().clear_log();
-    board().fail(c.fault);
-    Outcome r = run(tav::usb_test, {});
-    EXPECT_EQ(r.out, kStart + c.body + kOkA + kOthersMissing) << c.name;
-    EXPECT_EQ(board().mounts().size(), c.stays_mounted ? 1u : 0u) << c.name;
-    EXPECT_EQ(r.open_descriptors, 0u) << c.name;
-    board().clear_faults();
-    if (c.stays_mounted) sys::umount("/mnt");
-  }
-}
-
-TEST_F(Usb, worn_byte_is_counted) {
-  stick("/dev/h_msa")->set_bad_byte(5 * kMiB + 77);
-  Outcome r = run(tav::usb_test, {});
-  EXPECT_EQ(r.out, kStart + sizes("14.90", "13.97") + full_run(1) + kOkA + kOthersMissing);
-}
-
 // A refused mount is tried once more under the same name; when that fails
 // too, the test goes on with whatever /mnt holds.
 TEST_F(Usb, refused_mount_tries_the_same_name_again_and_goes_on) {
@@ -164,22 +96,6 @@ TEST_F(Usb, refused_mount_tries_the_same_name_again_and_goes_on) {
     ASSERT_EQ(mounts.size(), 2u) << c.name;
     EXPECT_EQ(mounts[1].path, "/dev/h_msa") << c.name;
   }
-}
-
-TEST_F(Usb, busy_mount_point_tests_the_stick_already_there_and_missing_sticks_are_named) {
-  auto a = stick("/dev/h_msa");
-  auto b = plug("/dev/h_msb", 64 * kMiB, 40 * kMiB);
-  ASSERT_EQ(sys::mount("/dev/h_msb", "/mnt", "vfat", 0, nullptr), 0);
-  Outcome r = run(tav::usb_test, {});
-  const std::string b_sizes = sizes("0.06", "0.04");
-  EXPECT_EQ(r.out, kStart + b_sizes + full_run() + kOkA + b_sizes + full_run() + "USB[/dev/h_msb]测试成功.\n\n" +
-                       "没有发现USB[/dev/h_msc]\n" + kDone);
-  EXPECT_FALSE(a->has_file("usbtest.dat"));
-  EXPECT_TRUE(b->has_file("usbtest.dat"));
-  EXPECT_TRUE(board().mounts().empty());
-  for (const char* p : {"/dev/h_msa", "/dev/h_msb"}) board().remove(p);
-  r = run(tav::usb_test, {});
-  EXPECT_EQ(r.out, kStart + "没有发现USB[/dev/h_msa]\n" + kOthersMissing);
 }
 
 }  // namespace

@@ -68,15 +68,11 @@ TEST(SmallDrivers, NasKillSendsTheTypedPath) {
       {"typed path", "/mnt/nfs0\n", kAsIs, kNasStart + "Kill the nfs path[/mnt/nfs0]\n" + kNasEnd, "", 0, {"/mnt/nfs0"}},
       {"empty line is an empty path, not the default", "\n", kAsIs, kNasStart + "Kill the nfs path[]\n" + kNasEnd, "", 0,
        {""}},
-      {"short path ends inside the default", "/a\n", kAsIs, kNasStart + "Kill the nfs path[/a]\n" + kNasEnd, "", 0,
-       {"/a"}},
       {"overlong input is cut within the buffer", long_path + "\n", kAsIs,
        kNasStart + "Kill the nfs path[" + long_path.substr(0, 127) + "]\n" + kNasEnd, "", 0, {long_path.substr(0, 127)}},
       {"end of input sends nothing", "/mnt/x", kAsIs, kNasStart + "\n", "", -1, {}},
       {"no node", "/mnt/nfs0\n", missing(tav::kNasPath), kNasStart + "Kill the nfs path[/mnt/nfs0]\ndevice open fail\n",
        "open /dev/tavnet failed.\n: No such file or directory\n", -1, {}},
-      {"refused", "/mnt/nfs0\n", fail_ioctl(tav::kNasPath, EBUSY), kNasStart + "Kill the nfs path[/mnt/nfs0]\n",
-       "tavio_nas_kill_data failed.\n: Device or resource busy\n", -1, {}},
   };
   for (const Nas& c : cases) {
     check({c.what, tav::nas_kill_test, {"nas_kill"}, c.fault, c.out, c.err, c.result}, c.typed, [&](sim::Board& b) {
@@ -92,35 +88,19 @@ TEST(SmallDrivers, TemperatureAndFan) {
       "Input format error !\nGet pwm duty: ./pwm_test\nSet pwm duty: ./pwm_test [count(0-100)]\n";
   const Case cases[] = {
       {"temperature", tav::temperature_tool, {"temperature"}, kAsIs, "Temperature = 47\n", "", 0},
-      {"temperature from the menu", tav::temperature_tool, {}, [](sim::Board& b) { sim::sensor(b)->celsius = -5; },
-       "Temperature = -5\n", "", 0},
       {"temperature takes no argument", tav::temperature_tool, {"temperature", "1"}, kAsIs,
        "Input format error\n./temperat\n", "", 0},
       {"temperature read fails", tav::temperature_tool, {"temperature"}, fail_ioctl(tav::kSensorPath, EIO),
        "Ioctl error, errno = 5\n", "", -1},
-      {"no sensor", tav::temperature_tool, {"temperature"}, missing(tav::kSensorPath), "Open tsensor error!\n", "", -1},
       {"fan get", tav::fan_tool, {"fan"}, kAsIs, "Get pwm_duty = 60\n", "", 0},
       {"fan set", tav::fan_tool, {"fan", "100"}, kAsIs, "Set pwm_duty = 100 succeed\n", "", 0},
-      {"fan set 0", tav::fan_tool, {"fan", "0"}, kAsIs, "Set pwm_duty = 0 succeed\n", "", 0},
       {"fan 101", tav::fan_tool, {"fan", "101"}, kAsIs, "Please input pwm duty from (0~100)\n", "", 0},
       {"fan -1", tav::fan_tool, {"fan", "-1"}, kAsIs, "Please input pwm duty from (0~100)\n", "", 0},
       {"fan too many", tav::fan_tool, {"fan", "1", "2"}, kAsIs, fan_usage, "", 0},
-      {"fan get fails", tav::fan_tool, {"fan"}, fail_ioctl(tav::kFanPath, EIO), "Ioctl error, ret = -1\n", "", -1},
       {"fan set fails", tav::fan_tool, {"fan", "50"}, fail_ioctl(tav::kFanPath, EIO), "Ioctl error, ret = -1\n", "",
        -1},
-      {"no fan", tav::fan_tool, {"fan", "50"}, missing(tav::kFanPath), "Open tavfan error!\n", "", -1},
   };
   for (const Case& c : cases) check(c);
-}
-
-class FanState : public tavtest::BoardTest {};
-
-TEST_F(FanState, KeepsOnlyAcceptedDuties) {
-  run(tav::fan_tool, {"fan", "35"});
-  run(tav::fan_tool, {"fan", "4294967296"});  // wraps to 0 as the int it is taken as
-  run(tav::fan_tool, {"fan", "250"});
-  EXPECT_EQ(sim::fan(board())->sets, (std::vector<int32_t>{35, 0}));
-  EXPECT_EQ(run(tav::fan_tool, {"fan"}).out, "Get pwm_duty = 0\n");
 }
 
 }  // namespace

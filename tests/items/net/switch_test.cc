@@ -102,60 +102,6 @@ TEST_F(Switch, EveryCommandsRecordAndReport) {
   EXPECT_EQ(sw().modes[2].port, 17u);
 }
 
-TEST_F(Switch, ArgumentErrorsAndFailures) {
-  struct Bad {
-    std::vector<std::string> words;
-    std::string out_head;  // stdout starts with this
-    size_t requests;
-  };
-  const Bad cases[] = {
-      {{"switch", "port_statusX"}, kUsage, 0},
-      {{"switch", "mirror", "-x"}, "", 0},
-      {{"switch", "mirror"}, "", 0},
-      {{"switch", "mac_lut"}, "[mac_lut xx:xx:xx:xx:xx:xx]: get port num from MAC.\nrun mac_lut failed, errno: ", 0},
-      {{"switch", "mac_lut2", "a", "b"},
-       "[mac_lut2 xx:xx:xx:xx:xx:xx]: get port num from MAC.v2.\nrun mac_lut2 failed, errno: ", 0},
-      {{"switch", "m_lut"}, "[m_lut xx:xx:xx:xx:xx:xx]: [V3]get port num from MAC.\nrun m_lut failed, errno: ", 0},
-      {{"switch", "port_mode", "1", "100"}, "[port_mode port_num speed duplex]: port mode set\nrun port_mode failed", 0},
-      {{"switch", "port_mode2", "1"}, "[port_mode2 port_num speed duplex]: port mode set.v2.\nrun port_mode2 failed", 0},
-      {{"switch", "p_mode"}, "[p_mode channel speed duplex]: [V3]port mode set\nrun p_mode failed", 0},
-      {{"switch", "mac_security"}, "[mac_security port_num xx:xx:xx:xx:xx:xx]: config port mac security.\n", 0},
-      // A short address leaves the record's address all zero; the table has no such entry.
-      {{"switch", "mac_lut", "11:22:33"}, "do_mac_lut(", 1},
-      {{"switch", "port_mode", "1", "55", "1"}, "do_port_mode(", 1},
-  };
-  for (const Bad& c : cases) {
-    SCOPED_TRACE(c.words[1]);
-    tavtest::Outcome o = run(tav::switch_tool, c.words);
-    EXPECT_EQ(o.out.substr(0, c.out_head.size()), c.out_head);
-    if (c.out_head.empty()) {
-      EXPECT_EQ(o.out, "");
-    }
-    EXPECT_EQ(o.result, 0);
-    auto reqs = sent(o);
-    ASSERT_EQ(reqs.size(), c.requests);
-    if (c.requests == 1 && c.words[1] == "mac_lut") {
-      std::vector<uint8_t> want(128, 0);
-      want[0] = 29;
-      EXPECT_EQ(reqs[0].bytes, want);
-    }
-  }
-  // A failed request is reported by the handler, then by the dispatcher.
-  board().fail({sim::Call::Ioctl, tav::kSwitchPath, 0, 0, EIO});
-  tavtest::Outcome o = run(tav::switch_tool, {"switch", "h_status"});
-  EXPECT_EQ(o.out.substr(0, 18), "do_host_status_v3(");
-  EXPECT_TRUE(o.out.find("): ioctl failed, errno: 5\nrun h_status failed, errno: 5\n") != std::string::npos) << o.out;
-  board().clear_faults();
-  board().fail({sim::Call::Close, tav::kSwitchPath, 0, 0, EIO});
-  o = run(tav::switch_tool, {"switch", "vlan"});
-  EXPECT_EQ(o.out, "[V3]set vlan succeed\nclose file /dev/tav_switch failed, errno:5!\n");
-  board().clear_faults();
-  board().remove(tav::kSwitchPath);
-  o = run(tav::switch_tool, {"switch", "vlan"});
-  EXPECT_EQ(o.out, "open file /dev/tav_switch failed, errno: 2\n");
-  EXPECT_EQ(o.result, 0);
-}
-
 TEST_F(Switch, UsageEndsTheProcess) {
   for (std::vector<std::string> words : {std::vector<std::string>{"switch"}, {"switch", "-h"}}) {
     tavtest::Outcome o = run(tav::switch_tool, words);

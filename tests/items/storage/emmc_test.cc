@@ -70,18 +70,6 @@ TEST_F(Emmc, healthy_part_is_left_erased_around_untouched_bytes) {
   EXPECT_EQ(r.open_descriptors, 0u);
 }
 
-TEST_F(Emmc, speeds_are_the_phase_times_of_ten_mebibytes) {
-  struct Case {
-    uint64_t rate;
-    const char* speed;
-  } cases[] = {{uint64_t{25} << 20, "25.00"}, {uint64_t{3} * kMiB / 2, "1.50"}, {0, "10.00"}};
-  for (const auto& c : cases) {
-    emmc()->set_rate(c.rate);
-    board().clear_log();  // each run logs 20 MiB of writes
-    EXPECT_EQ(run(tav::emmc_test, {}).out, passed(c.speed, c.speed)) << c.rate;
-  }
-}
-
 // Only a data mismatch is ever seen: the step codes of the reader and writer
 // are positive and pass.
 TEST_F(Emmc, faults_show_only_through_the_data_check) {
@@ -125,49 +113,6 @@ TEST_F(Emmc, part_smaller_than_eleven_mebibytes_fails_the_check_with_a_null_name
   std::vector<uint8_t> got(7 * kMiB);
   dev->peek(0, got.data(), got.size());
   EXPECT_EQ(got, std::vector<uint8_t>(7 * kMiB, 0x55));
-}
-
-TEST_F(Emmc, missing_node_is_reported_by_name) {
-  board().remove(sim::kEmmcPath);
-  Outcome r = run(tav::emmc_test, {});
-  EXPECT_EQ(r.result, 0);
-  EXPECT_EQ(r.out, "open \"/dev/mmcblk0\" failed!\n");
-}
-
-TEST_F(Emmc, block_reader_and_writer_name_the_failing_step) {
-  int fd = sys::open(sim::kEmmcPath, O_RDWR);
-  ASSERT_GE(fd, 0);
-  std::vector<unsigned char> buf(kMiB, 0x11);
-  struct Case {
-    const char* name;
-    sim::Call call;
-    unsigned long request;
-    long short_len;
-    bool writer;
-    long off;
-    int want;
-  } cases[] = {
-      {"written", sim::Call::Any, 0, -1, true, -2 * static_cast<long>(kMiB), 0},
-      {"read", sim::Call::Any, 0, -1, false, 0, 0},
-      {"seek for write", sim::Call::Lseek, 0, -1, true, 0, 1},
-      {"write", sim::Call::Write, 0, -1, true, 0, 3},
-      {"short write", sim::Call::Write, 0, 100, true, 0, 3},
-      {"flush", sim::Call::Ioctl, tav::BLKFLSBUF, -1, true, 0, 4},
-      {"seek for read", sim::Call::Lseek, 0, -1, false, 0, 1},
-      {"read", sim::Call::Read, 0, -1, false, 0, 2},
-      {"short read passes", sim::Call::Read, 0, 100, false, 0, 0},
-      {"past the end", sim::Call::Any, 0, -1, false, -static_cast<long>(sim::kEmmcBytes) - 1, 1},
-  };
-  for (const auto& c : cases) {
-    board().clear_faults();
-    if (c.call != sim::Call::Any) board().fail({c.call, sim::kEmmcPath, c.request, 0, EIO, c.short_len});
-    int got = c.writer ? tav::emmc_block_write(fd, buf.data(), c.off) : tav::emmc_block_read(fd, buf.data(), c.off);
-    EXPECT_EQ(got, c.want) << c.name;
-  }
-  board().clear_faults();
-  EXPECT_EQ(tav::emmc_block_write(-9, buf.data(), 0), -9);
-  EXPECT_EQ(tav::emmc_block_write(fd, nullptr, 0), fd);
-  sys::close(fd);
 }
 
 }  // namespace

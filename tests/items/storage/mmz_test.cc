@@ -107,10 +107,7 @@ TEST_F(Mmz, FailuresAreReportedAndTheBlockIsAlwaysFreed) {
        -1},
       {"allocation fails", io(tav::MMZ_ALLOC, ENOMEM), false, "malloc failed(-12)\nmalloc failed\n", -12},
       {"physical address 0", {}, true, report("0x0", "0x0", "MAP_PRIVATE", "0x0") + "map failed\n", -12},
-      {"zone map fails", io(tav::MMZ_MAP, EINVAL), false, kAllocated + "mmap failed(-22)\nmap failed\n", -12},
       {"attribute read fails", io(tav::MMZ_GET_ATTR, EIO), false, kAllocated + "get attr failed(-5)\n" + kMapped, 0},
-      {"cache flush fails", io(tav::MMZ_FLUSH_DCACHE, EIO), false, kAllocated + kMapped + "unmap failed(-5)\n", 0},
-      {"zone unmap fails", io(tav::MMZ_UNMAP, EIO), false, kAllocated + kMapped + "unmap failed(-5)\n", 0},
       {"memory device missing",
        {sim::Call::Open, tav::kMemdevPath, 0, 1, ENOENT},
        false,
@@ -121,12 +118,6 @@ TEST_F(Mmz, FailuresAreReportedAndTheBlockIsAlwaysFreed) {
        false,
        kAllocated + kMapped + "map failed\n",
        -12},
-      {"memory device gone for the flush",
-       {sim::Call::Open, tav::kMemdevPath, 0, 2, ENOENT},
-       false,
-       kAllocated + kMapped + "open \"/dev/mmz_userdev\" failed(-2)\n",
-       0},
-      {"free fails", io(tav::MMZ_FREE, EIO), false, kAllocated + kMapped + "free failed(-5)\n", 0},
   };
   for (const auto& c : cases) {
     board().clear_faults();

@@ -64,17 +64,6 @@ TEST_F(Mtd, ReportsOfTheHealthyBoard) {
   EXPECT_EQ(sent(o, tav::TAVMTD_ERASE_STAT), want);
 }
 
-TEST_F(Mtd, EraseFillsThePartitionAndCountsWear) {
-  std::fill(flash_->parts[2].data.begin(), flash_->parts[2].data.end(), 0x12);
-  Outcome o = run(tav::mtd_test, {"mtd_test", "erase", "2"});
-  EXPECT_EQ(o.out, "");
-  EXPECT_EQ(o.result, 0);
-  EXPECT_EQ(sent(o, tav::TAVMTD_NAND_ERASE), (std::vector<uint8_t>{2, 0, 0, 0}));
-  EXPECT_EQ(std::count(flash_->parts[2].data.begin(), flash_->parts[2].data.end(), 0xFF),
-            static_cast<long>(flash_->parts[2].data.size()));
-  EXPECT_EQ(run(tav::mtd_test, {"mtd_test", "erasestat"}).out, "most wore out block is 45, erase 42, total: 81\n");
-}
-
 TEST_F(Mtd, ProtectionWords) {
   struct Case {
     const char* word;
@@ -119,49 +108,6 @@ TEST_F(Mtd, BadWordsAndMissingNumbersPrintTheUsage) {
   }
 }
 
-TEST_F(Mtd, FailuresAreReportedWithErrno) {
-  struct Case {
-    std::vector<std::string> words;
-    sim::Fault fault;
-    std::string out;
-    int result;
-  } cases[] = {
-      {{"mtd_test", "bootpart"},
-       {sim::Call::Ioctl, tav::kTavmtdPath, tav::TAVMTD_GET_BOOT_PART, 0, EIO},
-       "ioctl TAVMTD_GET_BOOT_PART failed, errno:5!\n" + kUsage,
-       0},
-      {{"mtd_test", "erasestat"},
-       {sim::Call::Ioctl, tav::kTavmtdPath, tav::TAVMTD_ERASE_STAT, 0, EINVAL},
-       "ioctl TAVMTD_ERASE_STAT failed, errno:22!\n" + kUsage,
-       0},
-      {{"mtd_test", "setpro", "1", "lock"},
-       {sim::Call::Ioctl, tav::kTavmtdPath, tav::TAVMTD_SET_PROTECT, 0, EBUSY},
-       "ioctl TAVMTD_SET_PROTECT failed, errno:16!\n" + kUsage,
-       0},
-      {{"mtd_test", "intercept", "9"}, {}, "ioctl TAVMTD_GET_INTERCEPT failed, errno:22!\n" + kUsage, 0},
-      {{"mtd_test", "ecc", "7"}, {}, "open /dev/mtd7 failed, errno:2!\n" + kUsage, 0},
-      {{"mtd_test", "ecc", "2"},
-       {sim::Call::Ioctl, "/dev/mtd2", tav::ECCGETSTATS, 0, EIO},
-       "ioctl ECCGETSTATS failed, errno:5!\n" + kUsage,
-       0},
-      {{"mtd_test", "bootpart"},
-       {sim::Call::Open, tav::kTavmtdPath, 0, 0, ENOENT},
-       "打开文件/dev/tavmtd失败, errno:2!\n",
-       -1},
-      {{"mtd_test", "bootpart"},
-       {sim::Call::Close, tav::kTavmtdPath, 0, 0, EIO},
-       "bootpart is 1\nclose file /dev/tavmtd failed, errno:5!\n",
-       0},
-  };
-  for (const auto& c : cases) {
-    board().clear_faults();
-    if (c.fault.call != sim::Call::Any) board().fail(c.fault);
-    Outcome o = run(tav::mtd_test, c.words);
-    EXPECT_EQ(o.out, c.out) << c.words[1];
-    EXPECT_EQ(o.result, c.result) << c.words[1];
-  }
-}
-
 TEST_F(Mtd, NandIdTellsTheRevisionByOob) {
   const std::string id = "NAND_ID:2c da 90 95 6 0 0 0 \n";
   struct Case {
@@ -190,56 +136,6 @@ TEST_F(Mtd, NandIdTellsTheRevisionByOob) {
   // Eight bytes without a zero end are read no further than the driver filled.
   flash_->id = {0x2C, 0xDA, 0x90, 0x95, 0x06, 0x01, 0x02, 0x03};
   EXPECT_EQ(run(tav::nand_id_check, {}).out, "NAND_ID:2c da 90 95 6 1 2 3 \nThe flash is not MT29F2G08ABAEA flash\n");
-}
-
-TEST_F(Mtd, NandIdFailures) {
-  struct Case {
-    sim::Fault fault;
-    std::string out;
-  } cases[] = {
-      {{sim::Call::Open, tav::kTavmtdPath, 0, 0, ENOENT}, "[APP]open /dev/tavmtd fail \n[APP]get nand id fail \n"},
-      {{sim::Call::Ioctl, tav::kTavmtdPath, tav::TAVMTD_GET_NAND_ID, 0, EIO},
-       "[APP]ioctrl /dev/tavmtd fail \n[APP]get nand id fail \n"},
-      {{sim::Call::Open, tav::kMtd0Path, 0, 0, ENOENT},
-       "NAND_ID:2c da 90 95 6 0 0 0 \n[APP]open /dev/mtd0 fail \n[APP]get nand mtd_user fail \n"},
-      {{sim::Call::Ioctl, tav::kMtd0Path, tav::MEMGETINFO, 0, EIO},
-       "NAND_ID:2c da 90 95 6 0 0 0 \n[APP]ioctrl /dev/mtd0 fail \n[APP]get nand mtd_user fail \n"},
-  };
-  for (const auto& c : cases) {
-    board().clear_faults();
-    board().fail(c.fault);
-    Outcome o = run(tav::nand_id_check, {});
-    EXPECT_EQ(o.out, c.out);
-    EXPECT_EQ(o.result, -1);
-    EXPECT_EQ(o.open_descriptors, 0u);
-  }
-}
-
-// The later switch test writes and reads the block device's first MiB from
-// many threads; each sees its own data back between its own write and read
-// only if the model keeps transfers whole.
-TEST_F(Mtd, BlockDeviceTransfersAreWholeUnderThreads) {
-  constexpr size_t kMiB = 1 << 20;
-  std::vector<std::thread> threads;
-  std::atomic<int> bad{0};
-  for (int t = 0; t < 8; ++t) {
-    threads.emplace_back([&, t] {
-      std::vector<uint8_t> buf(kMiB), back(kMiB);
-      for (int i = 0; i < 4; ++i) {
-        std::fill(buf.begin(), buf.end(), static_cast<uint8_t>(t * 16 + i));
-        int fd = sys::open("/dev/mtdblock1", O_RDWR | O_NONBLOCK | O_DSYNC);
-        if (fd < 0 || sys::write(fd, buf.data(), kMiB) != static_cast<ssize_t>(kMiB) ||
-            sys::ioctl(fd, 0x1261, nullptr) != 0 || sys::lseek(fd, 0, SEEK_SET) != 0 ||
-            sys::read(fd, back.data(), kMiB) != static_cast<ssize_t>(kMiB))
-          ++bad;
-        // Another thread may have written in between, but never half of it.
-        if (std::count(back.begin(), back.end(), back[0]) != static_cast<long>(kMiB)) ++bad;
-        sys::close(fd);
-      }
-    });
-  }
-  for (auto& th : threads) th.join();
-  EXPECT_EQ(bad.load(), 0);
 }
 
 }  // namespace

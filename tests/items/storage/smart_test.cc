@@ -31,36 +31,6 @@ class Smart : public tavtest::BoardTest {
   std::shared_ptr<sim::AtaDisk> disk_;
 };
 
-TEST_F(Smart, StandbyPicksTheTransportByName) {
-  board().add("/dev/sdi", std::make_shared<sim::AtaDisk>("NINTH", "S9", "F9"));
-  struct Case {
-    const char* path;
-    const char* lead;
-    unsigned long request;
-  } cases[] = {{"/dev/sda", "硬盘开始进入休眠状态...\n", tav::HDIO_DRIVE_CMD}, {"/dev/sdi", "", tav::SG_IO}};
-  for (const auto& c : cases) {
-    board().clear_log();
-    uint64_t before = board().clock().now_ns();
-    std::string out, err;
-    int rc = -9;
-    tavtest::run_capture([&] { rc = tav::set_harddisk_standby(c.path); }, &out, &err);
-    EXPECT_EQ(rc, 0);
-    EXPECT_EQ(out, std::string(c.lead) + "请确认硬盘状态是否处于IDLE...\n" + port_report());
-    auto ioctls = board().log_of(sim::Call::Ioctl);
-    ASSERT_FALSE(ioctls.empty());
-    EXPECT_EQ(ioctls.front().request, c.request);
-    EXPECT_TRUE(std::static_pointer_cast<sim::AtaDisk>(board().device(c.path))->standby);
-    EXPECT_GE(board().clock().now_ns() - before, 10000000000ull);
-  }
-  std::string out, err;
-  board().fail({sim::Call::Ioctl, "/dev/sda", 0, 0, EIO});
-  tavtest::run_capture([] { EXPECT_EQ(tav::set_harddisk_standby("/dev/sda"), -1); }, &out, &err);
-  EXPECT_EQ(out, "硬盘开始进入休眠状态...\nsata command STANDBY IMMEDIATE return -1\n");
-  tavtest::run_capture([] { EXPECT_EQ(tav::set_harddisk_standby("/dev/sdx"), -1); }, &out, &err);
-  EXPECT_EQ(out, "open /dev/sdx failed\n");
-  EXPECT_EQ(board().open_descriptors(), 0u);
-}
-
 TEST_F(Smart, InfoReportPrintsIdentifyAndTheAttributeTable) {
   const sim::SmartAttribute attrs[] = {
       {1, 0x000F, 101, 100, 0x0000123456789AULL, 100},  // above the threshold
@@ -111,37 +81,6 @@ TEST_F(Smart, InfoReportPrintsIdentifyAndTheAttributeTable) {
   EXPECT_EQ(r.out.substr(0, head.size()), head);
   EXPECT_EQ(r.out.substr(r.out.size() - want_tail.size()), want_tail);
   EXPECT_EQ(r.open_descriptors, 0u);
-}
-
-TEST_F(Smart, InfoReportGoesOnAfterFailuresUntilTheSmartRead) {
-  board().set_console("/dev/sdq\n");  // no such disk: every step fails
-  Outcome r = run(tav::harddisk_info_test, {});
-  EXPECT_EQ(r.result, -1);
-  std::string zeros20(20, '\0'), zeros40(40, '\0'), zeros8(8, '\0');
-  EXPECT_EQ(r.out,
-            "请输入块设备名称:open /dev/sdq failed\n"
-            "set_harddisk_standby error errno = 2\n"
-            "open /dev/sdq failed\n"
-            "get_identify_result error errno = 2\n"
-            "**************************IDENTIFY_INFO************************\n"
-            "SerialNumber(SN)     " + zeros20 + "\n"
-            "ModelNumber:                     " + zeros40 + "\n"
-            "FirmWare(FW):                    " + zeros8 + "\n"
-            "cache                            0\nbytesSec                         0\nheads                            0\n"
-            "cylinders                        0\nsectors                          0\n"
-            "open /dev/sdq failed\nenable_smart error errno = 2\n"
-            "open /dev/sdq failed\nsata_status_smart error ioctl errno = 2\n"
-            "open /dev/sdq failed\nread_smart_values error errno = 2\n");
-}
-
-TEST_F(Smart, NameIsReadAsOneLineOfAtMostTenCharacters) {
-  board().set_console("");
-  Outcome r = run(tav::harddisk_info_test, {});
-  EXPECT_EQ(r.result, -1);
-  EXPECT_EQ(r.out, "请输入块设备名称:get block device name error\n");
-  board().set_console("/dev/sdabcdef\n");
-  r = run(tav::harddisk_info_test, {});
-  EXPECT_NE(r.out.find("open /dev/sdabc failed\n"), std::string::npos);
 }
 
 }  // namespace

@@ -94,67 +94,6 @@ TEST_F(SpiSwitch, NandThreadsRewriteAndRestoreTheFirstMegabyte) {
   EXPECT_TRUE(after == before || after == std::vector<uint8_t>(1 << 20, 0x5A));
 }
 
-TEST_F(SpiSwitch, NandThreadFailures) {
-  struct Case {
-    sim::Fault fault;
-    std::string line;  // printed once by each NAND thread
-  };
-  const char* nand = "/dev/mtdblock1";
-  const Case cases[] = {
-      {{sim::Call::Open, nand, 0, 0, EBUSY}, "驱动打开失败\n"},
-      {{sim::Call::Ioctl, nand, 0, 0, EIO}, "数据刷入spi_nand_flash!\n"},
-      {{sim::Call::Lseek, nand, 0, 0, EIO}, "读数据指针偏移失败!\n"},
-      {{sim::Call::Read, nand, 0, 0, EIO}, "读取数据备份失败!\n"},
-      {{sim::Call::Read, nand, 0, 0, 0, 4096}, "读取数据备份失败!\n"},
-      {{sim::Call::Write, nand, 0, 0, EROFS}, "写随机数据失败!\n"},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.line);
-    board().clear_faults();
-    board().fail(c.fault);
-    tavtest::Outcome o = run(tav::spi_switch, {"spi_switch"});
-    EXPECT_EQ(o.result, 0);
-    EXPECT_EQ(count(o.out, c.line), 20u);
-    EXPECT_TRUE(rounds_by_thread(o.out, "nand").empty());
-    EXPECT_EQ(rounds_by_thread(o.out, "nor").size(), 20u);
-    EXPECT_EQ(o.open_descriptors, 0u);
-  }
-}
-
-TEST_F(SpiSwitch, NorThreadFailures) {
-  struct Case {
-    const char* what;
-    sim::Fault fault;
-    std::string line;  // printed once by each NOR thread
-  };
-  const Case cases[] = {
-      {"environment refuses the write", {sim::Call::Ioctl, tav::kEnvPath, tav::UBOOT_ENV_SET, 0, EIO}, ""},
-      {"environment read fails", {sim::Call::Ioctl, tav::kEnvPath, tav::UBOOT_ENV_GET, 0, EIO}, ""},
-      {"hardware record unreadable", {sim::Call::Ioctl, tav::kTavioPath, tav::TAVIO_GET_HARDWRE_INFO, 0, EIO},
-       "获取cpld失败!\n"},
-      {"no environment driver", {sim::Call::Open, tav::kEnvPath, 0, 0, ENOENT}, "驱动接口TAVENV_NAME打开失败!\n"},
-      {"no IO control device", {sim::Call::Open, tav::kTavioPath, 0, 0, ENOENT}, "驱动接口TAVIO_NAME打开失败!\n"},
-  };
-  board().remove("/dev/mtdblock1");
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.what);
-    board().clear_faults();
-    board().fail(c.fault);
-    tavtest::Outcome o = run(tav::spi_switch, {"spi_switch"});
-    EXPECT_EQ(o.result, 0);
-    EXPECT_EQ(count(o.out, "spi_nor_"), 0u);
-    if (!c.line.empty()) {
-      EXPECT_EQ(count(o.out, c.line), 20u);
-    }
-    EXPECT_EQ(o.open_descriptors, 0u);
-  }
-  board().clear_faults();
-  sim::set_bad_hw_magic(board());
-  tavtest::Outcome o = run(tav::spi_switch, {"spi_switch"});
-  EXPECT_EQ(count(o.out, "读取cpld不正确!\n"), 20u);
-  EXPECT_EQ(count(o.out, "spi_nor_"), 0u);
-}
-
 TEST_F(SpiSwitch, ThreadsThatCannotStartOrBeJoined) {
   struct Case {
     sim::Fault fault;

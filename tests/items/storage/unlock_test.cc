@@ -50,58 +50,6 @@ TEST_F(Unlock, LockedDiskIsUnlockedWithTheDriversPassword) {
   EXPECT_EQ(r.out.find("\x01\x02"), std::string::npos);
 }
 
-TEST_F(Unlock, SecurityStatusDecides) {
-  struct Case {
-    uint16_t status;
-    int result;
-    std::string tail;
-  } cases[] = {
-      {0, -22, "\033[0;32m/dev/sdb is not a lock disk, don't need password\033[m\n"},
-      {1, -22, "\033[0;32m/dev/sdb is not a lock disk, don't need password\033[m\n"},
-      {3, -22, "\033[0;32m/dev/sdb have already unlocked\033[m\n"},
-      {0x17, 0, "\033[0;32m/dev/sdb has password, test OK.\033[m\n"},
-  };
-  for (const auto& c : cases) {
-    disk_->set_security(c.status);
-    board().set_console("/dev/sdb\n");
-    Outcome r = run(tav::disk_unlock, {});
-    EXPECT_EQ(r.result, c.result);
-    EXPECT_EQ(r.out, "请输入块设备名称[非分区设备]:" + c.tail);
-  }
-}
-
-TEST_F(Unlock, FailuresOnTheWay) {
-  struct Case {
-    std::function<void(sim::Board&)> setup;
-    int result;
-    std::string tail;
-  } cases[] = {
-      {[](sim::Board& b) { b.fail({sim::Call::Ioctl, "/dev/sdb", tav::HDIO_DRIVE_CMD, 0, EIO}); }, -1,
-       "send IDENTIFY DEVICE command, return -1\n\033[0;32mget_identify_result error errno = -1\033[m\n"},
-      {[](sim::Board& b) { b.remove(tav::kStoragePath); }, -22, "open /dev/tavstorage fail\n"},
-      {[](sim::Board& b) { b.fail({sim::Call::Ioctl, tav::kStoragePath, 0, 0, EPERM}); }, -1, "get password fail:-1\n"},
-      {[](sim::Board& b) { b.fail({sim::Call::Ioctl, "/dev/sdb", tav::SG_IO, 0, EIO}); }, -1, "send password fail:-1\n"},
-      {[](sim::Board& b) { b.fail({sim::Call::Open, "/dev/sdb", 0, 2, ENXIO}); }, -1, "open /dev/sdb failed\n"},
-  };
-  for (const auto& c : cases) {
-    auto fresh = sim::make_default_board();
-    auto d = std::static_pointer_cast<sim::AtaDisk>(fresh->device("/dev/sdb"));
-    d->set_security(7);
-    fresh->set_console("/dev/sdb\n");
-    c.setup(*fresh);
-    sim::install(fresh.get());
-    Outcome r = tavtest::run(*fresh, tav::disk_unlock, {});
-    sim::install(&board());
-    EXPECT_EQ(r.result, c.result);
-    EXPECT_EQ(r.out, "请输入块设备名称[非分区设备]:" + c.tail);
-    EXPECT_EQ(r.open_descriptors, 0u);
-  }
-  board().set_console("");
-  Outcome r = run(tav::disk_unlock, {});
-  EXPECT_EQ(r.result, -22);
-  EXPECT_EQ(r.out, "请输入块设备名称[非分区设备]:get block device name error\n");
-}
-
 const char kBufferUsage[] =
     "\nUsage: hdbuffer -i index -c cmd -s size(M)\n\n    -i         HD index\n    -c         select ioctl command.like:\n"
     "               0:get buffer size\n               1:set buffer size\n               2:unset buffer size\n"
