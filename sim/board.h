@@ -89,6 +89,12 @@ struct OpenFile {
   off_t pos = 0;
   Request* request = nullptr;   // the log entry of the call in progress
   std::shared_ptr<void> state;  // per-open state a model may keep
+  // Puts n bytes the call in progress sent into its log entry.
+  void log_sent(const void* p, size_t n) {
+    if (request == nullptr) return;
+    const auto* b = static_cast<const uint8_t*>(p);
+    request->bytes.assign(b, b + n);
+  }
 };
 
 class Device;

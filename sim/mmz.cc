@@ -13,12 +13,6 @@ using namespace tav;
 constexpr uint64_t kPage = 4096;
 constexpr const char* kZoneName = "anonymous";
 
-void record(OpenFile& f, const void* p, size_t n) {
-  if (f.request == nullptr) return;
-  auto b = static_cast<const uint8_t*>(p);
-  f.request->bytes.assign(b, b + n);
-}
-
 uint32_t order_of(uint64_t size) {
   uint32_t order = 0;
   while ((kPage << order) < size) ++order;
@@ -38,7 +32,7 @@ int MmzDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
   std::lock_guard<std::mutex> lock(z.mu);
   MmbInfo m;
   memcpy(&m, arg, sizeof m);
-  record(f, &m, sizeof m);
+  f.log_sent(&m, sizeof m);
   auto found = z.blocks.find(m.phys_addr);
   auto describe = [&](uint64_t phys, const MmzZone::Block& b) {
     memset(&m, 0, sizeof m);
@@ -116,7 +110,7 @@ class MemdevDevice final : public Device {
     if (arg == nullptr) return -EFAULT;
     MemdevFlush r;
     memcpy(&r, arg, sizeof r);
-    record(f, &r, sizeof r);
+    f.log_sent(&r, sizeof r);
     std::lock_guard<std::mutex> lock(zone_->mu);
     zone_->memdev_flushes.push_back(r);
     return 0;

@@ -17,12 +17,6 @@ using namespace tav;
 constexpr uint8_t kMtdNandFlash = 4;
 constexpr uint32_t kMtdWriteable = 0x400;
 
-void record(OpenFile& f, const void* p, size_t n) {
-  if (f.request == nullptr) return;
-  auto b = static_cast<const uint8_t*>(p);
-  f.request->bytes.assign(b, b + n);
-}
-
 class TavmtdDevice final : public Device {
  public:
   explicit TavmtdDevice(std::shared_ptr<NandFlash> flash) : flash_(std::move(flash)) {}
@@ -39,7 +33,7 @@ int TavmtdDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
     case TAVMTD_NAND_ERASE: {
       uint32_t n;
       memcpy(&n, arg, sizeof n);
-      record(f, &n, sizeof n);
+      f.log_sent(&n, sizeof n);
       return nf.erase(n);
     }
     case TAVMTD_GET_BOOT_PART:
@@ -48,7 +42,7 @@ int TavmtdDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
     case TAVMTD_ERASE_STAT: {
       EraseStat s;
       memcpy(&s, arg, sizeof s);
-      record(f, &s, sizeof s);
+      f.log_sent(&s, sizeof s);
       if (s.kind != kEraseStatKind) return -EINVAL;
       s.max_erase = 0;
       s.max_block = 0;
@@ -70,7 +64,7 @@ int TavmtdDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
     case TAVMTD_SET_PROTECT: {
       ProtectRequest r;
       memcpy(&r, arg, sizeof r);
-      record(f, &r, sizeof r);
+      f.log_sent(&r, sizeof r);
       auto* p = part_of(r.partition);
       if (p == nullptr || r.unlock > 1) return -EINVAL;
       p->locked = r.unlock == 0;
@@ -79,7 +73,7 @@ int TavmtdDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
     case TAVMTD_GET_INTERCEPT: {
       uint32_t n;
       memcpy(&n, arg, sizeof n);
-      record(f, &n, sizeof n);
+      f.log_sent(&n, sizeof n);
       auto* p = part_of(n);
       if (p == nullptr) return -EINVAL;
       return static_cast<int>(p->intercepts);

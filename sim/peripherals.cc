@@ -16,12 +16,6 @@ constexpr int64_t kNs = 1000000000;
 // 2026-01-01 00:00:00 UTC, the board's wall clock when it starts.
 constexpr int64_t kRtcStart = 1767225600;
 
-void record(OpenFile& f, const void* arg, size_t n) {
-  if (f.request == nullptr) return;
-  const auto* p = static_cast<const uint8_t*>(arg);
-  f.request->bytes.assign(p, p + n);
-}
-
 bool valid_tm(const RtcTime& t) {
   static constexpr int kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
   if (t.tm_year < 70 || t.tm_mon < 0 || t.tm_mon > 11 || t.tm_mday < 1) return false;
@@ -70,7 +64,7 @@ int RtcDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
     case RTC_SET_TIME: {
       RtcTime t;
       memcpy(&t, arg, sizeof t);
-      record(f, arg, sizeof t);
+      f.log_sent(arg, sizeof t);
       if (!valid_tm(t)) return -EINVAL;
       struct tm tm = {};
       tm.tm_sec = t.tm_sec;
@@ -128,7 +122,7 @@ int WatchdogDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
     case WDIOC_SETOPTIONS: {
       int option;
       memcpy(&option, arg, sizeof option);
-      record(f, arg, sizeof option);
+      f.log_sent(arg, sizeof option);
       if (option == WDIOS_DISABLECARD) {
         running_ = false;
       } else if (option == WDIOS_ENABLECARD) {
@@ -142,7 +136,7 @@ int WatchdogDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
     case WDIOC_SETTIMEOUT: {
       int seconds;
       memcpy(&seconds, arg, sizeof seconds);
-      record(f, arg, sizeof seconds);
+      f.log_sent(arg, sizeof seconds);
       if (seconds < 1 || seconds > 255) return -EINVAL;
       timeout_s_ = seconds;
       if (running_) ping_locked();
@@ -176,7 +170,7 @@ int WatchdogDevice::timeout_s() const {
 int HidrawDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
   if (request != HIDIOCGRAWINFO) return -EINVAL;
   memcpy(arg, &info, sizeof info);
-  record(f, arg, sizeof info);
+  f.log_sent(arg, sizeof info);
   return 0;
 }
 

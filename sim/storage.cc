@@ -37,7 +37,7 @@ int StorageDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
       tav::PortStatus s;
       memcpy(&s, arg, sizeof s);
       int port = s.readErr;
-      if (f.request) f.request->bytes.assign(reinterpret_cast<uint8_t*>(&port), reinterpret_cast<uint8_t*>(&port) + 4);
+      f.log_sent(&port, 4);
       if (port < 0 || port >= tav::kPorts) return -EINVAL;
       s = c_->ports[port].status;
       if (!c_->present(port)) s.hdStatus |= tav::kHdNoDiskBit;
@@ -53,7 +53,7 @@ int StorageDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
     case tav::STOR_CMD_GET_PASSWORD: {
       tav::PasswordRequest r;
       memcpy(&r, arg, sizeof r);
-      if (f.request) f.request->bytes.assign(static_cast<uint8_t*>(arg), static_cast<uint8_t*>(arg) + 24);
+      f.log_sent(arg, 24);
       if (r.disk_index >= tav::kPorts || r.serial_length > sizeof r.serial) return -EINVAL;
       auto pw = StorageController::password_for(r.disk_index, std::string(r.serial, r.serial_length));
       memcpy(r.password, pw.data(), pw.size());
@@ -68,7 +68,7 @@ int StorageDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
 int PowerDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
   uint32_t port;
   memcpy(&port, arg, sizeof port);
-  if (f.request) f.request->bytes.assign(reinterpret_cast<uint8_t*>(&port), reinterpret_cast<uint8_t*>(&port) + 4);
+  f.log_sent(&port, 4);
   std::lock_guard<std::mutex> lock(c_->mu);
   if (port >= tav::kPorts) return -EINVAL;
   auto& p = c_->ports[port];
@@ -87,7 +87,7 @@ int PowerDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
 int BufferDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
   tav::BufferRecord r;
   memcpy(&r, arg, sizeof r);
-  if (f.request) f.request->bytes.assign(static_cast<uint8_t*>(arg), static_cast<uint8_t*>(arg) + sizeof r);
+  f.log_sent(arg, sizeof r);
   std::string name(r.name, strnlen(r.name, sizeof r.name));
   std::lock_guard<std::mutex> lock(c_->mu);
   switch (request) {

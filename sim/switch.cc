@@ -18,10 +18,7 @@ constexpr uint32_t kChannelsPerChip = 16;
 int SwitchDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
   if (arg == nullptr) return -EFAULT;
   size_t size = request == SWITCH_LEGACY_REQUEST ? kSwitchLegacySize : switch_v3_size(request);
-  if (f.request != nullptr) {
-    const auto* bytes = static_cast<const uint8_t*>(arg);
-    f.request->bytes.assign(bytes, bytes + size);
-  }
+  f.log_sent(arg, size);
   std::lock_guard<std::mutex> lock(mu_);
   return request == SWITCH_LEGACY_REQUEST ? legacy(arg) : v3(request, arg);
 }

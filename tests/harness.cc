@@ -191,4 +191,21 @@ Proc run_process(const TempDir& dir, const std::string& name, const std::vector<
   return p;
 }
 
+Proc shell(const std::string& cmd) {
+  Proc p;
+  FILE* f = popen(cmd.c_str(), "r");
+  if (f == nullptr) return p;
+  char buf[4096];
+  size_t n;
+  while ((n = fread(buf, 1, sizeof buf, f)) > 0) p.out.append(buf, n);
+  int st = pclose(f);
+  p.status = WIFEXITED(st) ? WEXITSTATUS(st) : 128 + WTERMSIG(st);
+  return p;
+}
+
+std::string first_line(const std::string& cmd) {
+  std::string s = shell(cmd).out;
+  return s.substr(0, s.find('\n'));
+}
+
 }  // namespace tavtest

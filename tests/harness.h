@@ -82,4 +82,8 @@ int wait_status(int pid);
 Proc run_process(const TempDir& dir, const std::string& name, const std::vector<std::string>& args,
                  const std::vector<std::string>& env, const std::string& input = "");
 
+// A shell command's standard output and status; and its first line alone.
+Proc shell(const std::string& cmd);
+std::string first_line(const std::string& cmd);
+
 }  // namespace tavtest

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "items/wall_clock.h"
 #include "sys/sys.h"
 
 namespace tav {
@@ -20,15 +21,8 @@ constexpr size_t kAlign = 512;
 constexpr int kLastPartition = 7;
 constexpr size_t kNameCopy = 25;
 
-struct timespec now() {
-  struct timespec ts = {0, 0};
-  sys::clock_gettime(CLOCK_REALTIME, &ts);
-  return ts;
-}
-
 double mib_per_second(const struct timespec& from, const struct timespec& to) {
-  double elapsed =
-      static_cast<double>(to.tv_nsec / 1000 - from.tv_nsec / 1000) / 1e6 + static_cast<double>(to.tv_sec - from.tv_sec);
+  double elapsed = elapsed_seconds(from, to);
   return elapsed == 0 ? kBlocks : kBlocks / elapsed;
 }
 
@@ -72,17 +66,17 @@ int count_wrong(const unsigned char* buf, unsigned char seed) {
 // A short read ends the stick at once: the file closed and /mnt unmounted.
 void write_and_check(unsigned char* buf, int fd, unsigned char seed) {
   for (long i = 0; i < kBlock; ++i) buf[i] = static_cast<unsigned char>(seed + i);
-  struct timespec t0 = now();
+  struct timespec t0 = wall_now();
   for (int i = 0; i < kBlocks; ++i) {
     sys::write(fd, buf, kBlock);
     putchar('#');
     fflush(stdout);
   }
-  printf("\n磁盘写入速度:%4.2f(M/S)\n", mib_per_second(t0, now()));
+  printf("\n磁盘写入速度:%4.2f(M/S)\n", mib_per_second(t0, wall_now()));
 
   sys::lseek(fd, 0, SEEK_SET);
   int wrong = 0;
-  t0 = now();
+  t0 = wall_now();
   for (int i = 0; i < kBlocks; ++i) {
     memset(buf, 0, kBlock);
     if (sys::read(fd, buf, kBlock) != kBlock) {
@@ -94,7 +88,7 @@ void write_and_check(unsigned char* buf, int fd, unsigned char seed) {
     putchar('#');
     fflush(stdout);
   }
-  printf("\n磁盘读取速度:%4.2f(M/S)\n", mib_per_second(t0, now()));
+  printf("\n磁盘读取速度:%4.2f(M/S)\n", mib_per_second(t0, wall_now()));
   putchar('\n');
   if (sys::close(fd) != 0) {
     puts("关闭文件失败!");
@@ -126,7 +120,7 @@ void test_mounted() {
     sys::umount(kUsbMountPoint);
     return;
   }
-  srandom(static_cast<unsigned>(now().tv_nsec / 1000));
+  srandom(static_cast<unsigned>(wall_now().tv_nsec / 1000));
   auto seed = static_cast<unsigned char>(random());
   void* mem = nullptr;
   if (posix_memalign(&mem, kAlign, kBlock) != 0) {

@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "items/storage/blkdev.h"
+#include "items/wall_clock.h"
 #include "sys/sys.h"
 
 namespace tav {
@@ -27,16 +28,9 @@ constexpr const char* kErrorNames[] = {"ioctl err", "write err", "read err", "ls
 
 off_t seek_block(int fd, long off) { return sys::lseek(fd, off, off < 0 ? SEEK_END : SEEK_SET); }
 
-struct timespec now() {
-  struct timespec ts = {0, 0};
-  sys::clock_gettime(CLOCK_REALTIME, &ts);
-  return ts;
-}
-
 // Bytes per second over the phase; the plain byte count when no time passed.
 double speed(const struct timespec& from, const struct timespec& to) {
-  double elapsed =
-      static_cast<double>(to.tv_nsec / 1000 - from.tv_nsec / 1000) / 1e6 + static_cast<double>(to.tv_sec - from.tv_sec);
+  double elapsed = elapsed_seconds(from, to);
   return elapsed == 0 ? kRegionBytes : kRegionBytes / elapsed;
 }
 
@@ -75,17 +69,17 @@ int emmc_test(int, char**) {
   errno = 0;
 
   puts("eMMC read...");
-  struct timespec t0 = now();
+  struct timespec t0 = wall_now();
   for (int i = 0; i < kBlocks; ++i) emmc_block_read(fd, area0, kFirstOffset + i * kEmmcBlock);
-  double read_speed = speed(t0, now());
+  double read_speed = speed(t0, wall_now());
   puts("ok");
 
   puts("eMMC write...");
   memset(area1, kPattern, kEmmcBlock);
-  t0 = now();
+  t0 = wall_now();
   // Only a negative result stops the phase; the step codes are positive.
   for (int i = 0; i < kBlocks && result >= 0; ++i) result = emmc_block_write(fd, area1, kFirstOffset + i * kEmmcBlock);
-  double write_speed = speed(t0, now());
+  double write_speed = speed(t0, wall_now());
   if (result < 0) goto failed;
   puts("ok");
 

@@ -102,30 +102,19 @@ class DiskPerfLoop : public ::testing::Test {
   void SetUp() override {
     sys::set_backend(nullptr);
     if (geteuid() != 0) GTEST_SKIP() << "attaching a loop device needs root";
-    if (!shell("losetup -f 2>/dev/null").size()) GTEST_SKIP() << "no free loop device (losetup -f)";
+    if (!tavtest::first_line("losetup -f 2>/dev/null").size()) GTEST_SKIP() << "no free loop device (losetup -f)";
     char name[] = "/var/tmp/tavloopXXXXXX";
     int fd = mkstemp(name);
     ASSERT_GE(fd, 0);
     file_ = name;
     ASSERT_EQ(ftruncate(fd, off_t{2} << 30), 0);
     ::close(fd);
-    dev_ = shell("losetup -f --show " + file_ + " 2>/dev/null");
+    dev_ = tavtest::first_line("losetup -f --show " + file_ + " 2>/dev/null");
     if (dev_.empty()) GTEST_SKIP() << "losetup could not attach " << file_ << " here";
   }
   void TearDown() override {
-    if (!dev_.empty()) shell("losetup -d " + dev_);
+    if (!dev_.empty()) tavtest::first_line("losetup -d " + dev_);
     if (!file_.empty()) unlink(file_.c_str());
-  }
-  // First line of what a command prints.
-  static std::string shell(const std::string& cmd) {
-    std::string line;
-    FILE* p = popen(cmd.c_str(), "r");
-    if (p == nullptr) return line;
-    char buf[256];
-    if (fgets(buf, sizeof buf, p) != nullptr) line = buf;
-    pclose(p);
-    line.erase(line.find_last_not_of("\n") + 1);
-    return line;
   }
   std::string file_;
   std::string dev_;
