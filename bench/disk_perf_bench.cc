@@ -85,7 +85,8 @@ Speeds run_fio(const std::string& dev, const Config& c, long range_gb) {
   std::string cmd =
       "chrt -r 80 fio --output-format=terse --terse-version=3 --thread --ioengine=sync --filename=" + dev +
       " --bs=" + kBlock + " --size=" + std::to_string(g_block_count) +
-      "M --fadvise_hint=0 --zero_buffers --scramble_buffers=0 --invalidate=0 --direct=" + (c.mode[0] == 'D' ? "1" : "0");
+      "M --fadvise_hint=0 --zero_buffers --scramble_buffers=0 --invalidate=0 --direct=" +
+      (c.mode[0] == 'D' ? "1" : "0");
   for (int i = 0; i < std::max(c.readers, c.writers); ++i) {
     std::string cpu = std::to_string(i % 4);
     if (i < c.readers)
@@ -143,8 +144,8 @@ void report(const char* mode, const char* threads, const char* dir, const std::v
             const std::vector<double>& fio, const std::vector<double>& fio_calls) {
   auto by_calls = ratios(ours, fio_calls);
   double agreement = median(by_calls);
-  printf("%-4s %-7s %-5s %10.1f %10.1f %7.3f %7.3f..%-7.3f %7.3f %7.3f  %s\n", mode[0] == 'D' ? "DIO" : "BIO",
-         threads, dir, median(ours), median(fio_calls), agreement, *std::min_element(by_calls.begin(), by_calls.end()),
+  printf("%-4s %-7s %-5s %10.1f %10.1f %7.3f %7.3f..%-7.3f %7.3f %7.3f  %s\n", mode[0] == 'D' ? "DIO" : "BIO", threads,
+         dir, median(ours), median(fio_calls), agreement, *std::min_element(by_calls.begin(), by_calls.end()),
          *std::max_element(by_calls.begin(), by_calls.end()), best(ours) / best(fio_calls), median(ratios(ours, fio)),
          agreement >= 0.95 && agreement <= 1.05 ? "yes" : "no");
 }
@@ -189,8 +190,8 @@ int main(int argc, char** argv) {
       "MiB/s, medians. fio/call: fio's speed from its mean time per call, which is how disk_perf counts.\n"
       "ratio: disk_perf / fio/call, median and range of the rounds' pairs; best: ratio of each tool's\n"
       "fastest round; bw: ratio to fio's bandwidth, which also counts the time between calls\n");
-  printf("%-4s %-7s %-5s %10s %10s %7s %-16s %7s %7s  %s\n", "mode", "threads", "dir", "disk_perf", "fio/call",
-         "ratio", "range", "best", "bw", "within 5%");
+  printf("%-4s %-7s %-5s %10s %10s %7s %-16s %7s %7s  %s\n", "mode", "threads", "dir", "disk_perf", "fio/call", "ratio",
+         "range", "best", "bw", "within 5%");
   for (const auto& c : kConfigs) {
     long range_gb = kFileGB / std::max(c.readers, c.writers);
     std::vector<double> ours_r, ours_w, fio_r, fio_w, fio_rc, fio_wc;
