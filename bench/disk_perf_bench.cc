@@ -8,12 +8,14 @@
 // more than the copies being measured, so both tools find the device's pages
 // where the untimed first pass left them.
 #include <fcntl.h>
+#include <sched.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <string>
 #include <vector>
 
@@ -72,6 +74,45 @@ Speeds run_disk_perf(const std::string& dev, const Config& c) {
   while ((n = fread(buf, 1, sizeof buf, p)) > 0) out.append(buf, n);
   pclose(p);
   return Speeds{sum_after(out, "Read_Avg_speed(sum)  = "), sum_after(out, "Write_Avg_speed(sum) = ")};
+}
+
+// The bare minimum of the same measurement, as a yardstick for both tools:
+// one thread on CPU 0 under SCHED_RR 80, a zero-filled aligned buffer, and
+// each call timed on its own. Prints MiB/s.
+int bare_loop(const char* dev, bool direct, bool writing, long count, long offset_gb) {
+  cpu_set_t mask;
+  CPU_ZERO(&mask);
+  CPU_SET(0, &mask);
+  sched_setaffinity(0, sizeof mask, &mask);
+  struct sched_param param = {};
+  param.sched_priority = 80;
+  sched_setscheduler(0, SCHED_RR, &param);
+  int fd = open(dev, O_RDWR | (direct ? O_DIRECT : 0));
+  void* buf = nullptr;
+  constexpr size_t kBytes = 1 << 20;
+  if (fd < 0 || lseek(fd, static_cast<off_t>(offset_gb) << 30, SEEK_SET) < 0 || posix_memalign(&buf, 4096, kBytes) != 0)
+    return 1;
+  memset(buf, 0, kBytes);
+  double inside = 0;
+  for (long i = 0; i < count; ++i) {
+    timespec a, b;
+    clock_gettime(CLOCK_REALTIME, &a);
+    ssize_t n = writing ? write(fd, buf, kBytes) : read(fd, buf, kBytes);
+    clock_gettime(CLOCK_REALTIME, &b);
+    if (n != static_cast<ssize_t>(kBytes)) return 1;
+    inside += static_cast<double>(b.tv_sec - a.tv_sec) + static_cast<double>(b.tv_nsec - a.tv_nsec) / 1e9;
+  }
+  printf("%f\n", static_cast<double>(count) / inside);
+  free(buf);
+  close(fd);
+  return 0;
+}
+
+double run_bare_loop(const std::string& dev, const Config& c, long range_gb) {
+  bool writing = c.writers > 0;
+  std::string cmd = g_self + " --loop " + dev + " " + c.mode + " " + (writing ? "w" : "r") + " " +
+                    std::to_string(g_block_count) + " " + std::to_string(writing ? range_gb / 2 : 0);
+  return atof(first_line(cmd).c_str());
 }
 
 // fio with one job per disk_perf thread, at the same offsets, pinned to the
@@ -141,19 +182,23 @@ double best(const std::vector<double>& v) { return *std::max_element(v.begin(), 
 // give a second view: on a host whose runs fall at random to a fraction of
 // their speed, each tool's fastest run is its undisturbed one.
 void report(const char* mode, const char* threads, const char* dir, const std::vector<double>& ours,
-            const std::vector<double>& fio, const std::vector<double>& fio_calls) {
+            const std::vector<double>& fio, const std::vector<double>& fio_calls, const std::vector<double>& loop) {
   auto by_calls = ratios(ours, fio_calls);
   double agreement = median(by_calls);
-  printf("%-4s %-7s %-5s %10.1f %10.1f %7.3f %7.3f..%-7.3f %7.3f %7.3f  %s\n", mode[0] == 'D' ? "DIO" : "BIO", threads,
-         dir, median(ours), median(fio_calls), agreement, *std::min_element(by_calls.begin(), by_calls.end()),
+  char yardstick[16] = "      -";
+  if (!loop.empty()) snprintf(yardstick, sizeof yardstick, "%7.3f", median(ratios(ours, loop)));
+  printf("%-4s %-7s %-5s %10.1f %10.1f %7.3f %7.3f..%-7.3f %7.3f %7.3f %s  %s\n", mode[0] == 'D' ? "DIO" : "BIO",
+         threads, dir, median(ours), median(fio_calls), agreement, *std::min_element(by_calls.begin(), by_calls.end()),
          *std::max_element(by_calls.begin(), by_calls.end()), best(ours) / best(fio_calls), median(ratios(ours, fio)),
-         agreement >= 0.95 && agreement <= 1.05 ? "yes" : "no");
+         yardstick, agreement >= 0.95 && agreement <= 1.05 ? "yes" : "no");
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
   if (argc > 1 && strcmp(argv[1], "--run") == 0) return tav::disk_perf(argc - 1, argv + 1);
+  if (argc == 7 && strcmp(argv[1], "--loop") == 0)
+    return bare_loop(argv[2], argv[3][0] == 'D', argv[4][0] == 'w', atol(argv[5]), atol(argv[6]));
   char self[4096];
   ssize_t len = readlink("/proc/self/exe", self, sizeof self - 1);
   g_self.assign(self, len > 0 ? static_cast<size_t>(len) : 0);
@@ -189,27 +234,31 @@ int main(int argc, char** argv) {
   printf(
       "MiB/s, medians. fio/call: fio's speed from its mean time per call, which is how disk_perf counts.\n"
       "ratio: disk_perf / fio/call, median and range of the rounds' pairs; best: ratio of each tool's\n"
-      "fastest round; bw: ratio to fio's bandwidth, which also counts the time between calls\n");
-  printf("%-4s %-7s %-5s %10s %10s %7s %-16s %7s %7s  %s\n", "mode", "threads", "dir", "disk_perf", "fio/call", "ratio",
-         "range", "best", "bw", "within 5%");
+      "fastest round; bw: ratio to fio's bandwidth, which also counts the time between calls;\n"
+      "loop: disk_perf / a bare timed read or write loop (one-thread rows)\n");
+  printf("%-4s %-7s %-5s %10s %10s %7s %-16s %7s %7s %7s  %s\n", "mode", "threads", "dir", "disk_perf", "fio/call",
+         "ratio", "range", "best", "bw", "loop", "within 5%");
   for (const auto& c : kConfigs) {
     long range_gb = kFileGB / std::max(c.readers, c.writers);
-    std::vector<double> ours_r, ours_w, fio_r, fio_w, fio_rc, fio_wc;
-    // An untimed pass first, so that both tools find the backing pages already
-    // allocated; then the order alternates so neither always goes first.
+    std::vector<double> ours_r, ours_w, fio_r, fio_w, fio_rc, fio_wc, loop;
+    bool one_thread = c.readers + c.writers == 1;
+    // An untimed pass first, so that every run finds the backing pages already
+    // allocated; then the order rotates so that no one always goes first.
     run_disk_perf(dev, c);
     for (int round = 0; round < g_rounds; ++round) {
       Speeds a, b;
-      if (round % 2 == 0) {
+      for (int turn = 0; turn < 3; ++turn) {
         sync();
-        a = run_disk_perf(dev, c);
-        sync();
-        b = run_fio(dev, c, range_gb);
-      } else {
-        sync();
-        b = run_fio(dev, c, range_gb);
-        sync();
-        a = run_disk_perf(dev, c);
+        switch ((round + turn) % 3) {
+          case 0:
+            a = run_disk_perf(dev, c);
+            break;
+          case 1:
+            b = run_fio(dev, c, range_gb);
+            break;
+          default:
+            if (one_thread) loop.push_back(run_bare_loop(dev, c, range_gb));
+        }
       }
       ours_r.push_back(a.read);
       ours_w.push_back(a.write);
@@ -220,8 +269,8 @@ int main(int argc, char** argv) {
     }
     char threads[16];
     snprintf(threads, sizeof threads, "%dr%dw", c.readers, c.writers);
-    if (c.readers > 0) report(c.mode, threads, "read", ours_r, fio_r, fio_rc);
-    if (c.writers > 0) report(c.mode, threads, "write", ours_w, fio_w, fio_wc);
+    if (c.readers > 0) report(c.mode, threads, "read", ours_r, fio_r, fio_rc, loop);
+    if (c.writers > 0) report(c.mode, threads, "write", ours_w, fio_w, fio_wc, loop);
     fflush(stdout);
   }
   first_line("losetup -d " + dev);
