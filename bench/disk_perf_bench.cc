@@ -16,6 +16,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -25,6 +26,7 @@
 namespace {
 
 using bench::first_line;
+using bench::output;
 
 constexpr long kFileGB = 8;
 constexpr const char* kBlock = "1M";
@@ -66,13 +68,7 @@ double sum_after(const std::string& out, const char* label) {
 Speeds run_disk_perf(const std::string& dev, const Config& c) {
   std::string cmd = g_self + " --run " + dev + " " + c.mode + " " + std::to_string(c.readers) + " " +
                     std::to_string(c.writers) + " " + kBlock + " " + std::to_string(g_block_count);
-  std::string out;
-  FILE* p = popen(cmd.c_str(), "r");
-  if (p == nullptr) return Speeds{};
-  char buf[4096];
-  size_t n;
-  while ((n = fread(buf, 1, sizeof buf, p)) > 0) out.append(buf, n);
-  pclose(p);
+  std::string out = output(cmd);
   return Speeds{sum_after(out, "Read_Avg_speed(sum)  = "), sum_after(out, "Write_Avg_speed(sum) = ")};
 }
 
@@ -138,15 +134,13 @@ Speeds run_fio(const std::string& dev, const Config& c, long range_gb) {
              "G --cpus_allowed=" + cpu;
   }
   Speeds s;
-  FILE* p = popen((cmd + " 2>/dev/null").c_str(), "r");
-  if (p == nullptr) return s;
-  char line[8192];
-  while (fgets(line, sizeof line, p) != nullptr) {
+  std::istringstream jobs(output(cmd + " 2>/dev/null"));
+  for (std::string line; std::getline(jobs, line);) {
     // Terse v3: fields 7 and 48 are the read and write bandwidths in KiB/s,
     // 16 and 57 the mean read and write completion times in us.
     constexpr double kBlockMiB = 1.0;
     int field = 1;
-    for (char* f = line; f != nullptr; ++field) {
+    for (const char* f = line.c_str(); f != nullptr; ++field) {
       if (field == 7) s.read += atof(f) / 1024;
       if (field == 48) s.write += atof(f) / 1024;
       if (field == 16 && atof(f) > 0) s.read_calls += kBlockMiB * 1e6 / atof(f);
@@ -155,7 +149,6 @@ Speeds run_fio(const std::string& dev, const Config& c, long range_gb) {
       if (f != nullptr) ++f;
     }
   }
-  pclose(p);
   return s;
 }
 

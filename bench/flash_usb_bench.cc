@@ -85,13 +85,7 @@ double section_ns(const std::string& json, const char* section) {
 // transfer calls and, for writes, the flushes after them, not fio's start-up.
 double fio(const std::string& args, bool reading, double mib) {
   std::string cmd = "fio --output-format=json --ioengine=sync --bs=1M --name=j " + args + " 2>/dev/null";
-  std::string json;
-  FILE* p = popen(cmd.c_str(), "r");
-  if (p == nullptr) return 0;
-  char buf[8192];
-  size_t n;
-  while ((n = fread(buf, 1, sizeof buf, p)) > 0) json.append(buf, n);
-  pclose(p);
+  std::string json = bench::output(cmd);
   double ns =
       reading ? section_ns(json, "\"read\" : {") : section_ns(json, "\"write\" : {") + section_ns(json, "\"sync\" : {");
   return ns > 0 ? mib * 1e9 / ns : 0;

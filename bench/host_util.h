@@ -9,16 +9,22 @@
 
 namespace bench {
 
+// All that a shell command prints on its standard output.
+inline std::string output(const std::string& cmd) {
+  std::string out;
+  FILE* p = popen(cmd.c_str(), "r");
+  if (p == nullptr) return out;
+  char buf[8192];
+  size_t n;
+  while ((n = fread(buf, 1, sizeof buf, p)) > 0) out.append(buf, n);
+  pclose(p);
+  return out;
+}
+
 // The first line a shell command prints, without its line end.
 inline std::string first_line(const std::string& cmd) {
-  std::string line;
-  FILE* p = popen(cmd.c_str(), "r");
-  if (p == nullptr) return line;
-  char buf[512];
-  if (fgets(buf, sizeof buf, p) != nullptr) line = buf;
-  pclose(p);
-  line.erase(line.find_last_not_of('\n') + 1);
-  return line;
+  std::string out = output(cmd);
+  return out.substr(0, out.find('\n'));
 }
 
 // Both tools of a comparison start with nothing of the device in the page cache.
