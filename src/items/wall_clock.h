@@ -20,4 +20,10 @@ inline double elapsed_seconds(const struct timespec& from, const struct timespec
          static_cast<double>(to.tv_sec - from.tv_sec);
 }
 
+// An amount per second over a phase; the plain amount when no time passed.
+inline double per_second(double amount, const struct timespec& from, const struct timespec& to) {
+  double elapsed = elapsed_seconds(from, to);
+  return elapsed == 0 ? amount : amount / elapsed;
+}
+
 }  // namespace tav

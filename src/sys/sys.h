@@ -68,8 +68,7 @@ class Backend {
   virtual int sched_setaffinity(pid_t pid, size_t size, const cpu_set_t* mask) = 0;
   virtual int sched_getaffinity(pid_t pid, size_t size, cpu_set_t* mask) = 0;
   virtual int sched_setscheduler(pid_t pid, int policy, const struct sched_param* param) = 0;
-  // As pthread_create with default attributes: 0 or an error number. For
-  // threads that live as long as the process: callers never join them.
+  // As pthread_create with default attributes: 0 or an error number.
   virtual int thread_create(pthread_t* thread, void* (*fn)(void*), void* arg) = 0;
   // As pthread_join: 0 or an error number.
   virtual int thread_join(pthread_t thread, void** result) = 0;

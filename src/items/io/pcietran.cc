@@ -29,9 +29,9 @@ void fill_area(volatile uint8_t* area, uint8_t byte) {
   for (size_t i = 0; i < kAreaSize; ++i) area[i] = byte;
 }
 
-bool area_is(const volatile uint8_t* area, const uint8_t* expected) {
+bool area_holds(const volatile uint8_t* area, uint8_t byte) {
   for (size_t i = 0; i < kAreaSize; ++i)
-    if (area[i] != expected[i]) return false;
+    if (area[i] != byte) return false;
   return true;
 }
 
@@ -52,8 +52,7 @@ int pcietran_test(int argc, char** argv) {
   }
   printf(" *******pcie %s at 0x%x *******\n", send ? "send" : "recv", low);
   const uint8_t own = send ? kSendPattern : kRecvPattern;
-  uint8_t expected[kAreaSize];
-  memset(expected, send ? kRecvPattern : kSendPattern, sizeof expected);
+  const uint8_t awaited = send ? kRecvPattern : kSendPattern;
 
   int fd = sys::open(kMemPath, O_RDWR | O_SYNC);
   if (fd < 0) {
@@ -62,9 +61,9 @@ int pcietran_test(int argc, char** argv) {
     return -1;
   }
   void* p = sys::mmap(nullptr, kAreaSize, PROT_READ | PROT_WRITE, MAP_SHARED, fd, static_cast<off_t>(low));
-  if (p == MAP_FAILED) printf("memmap():mmap @ 0x%x error!\n", low);
   sys::close(fd);
   if (p == MAP_FAILED) {
+    printf("memmap():mmap @ 0x%x error!\n", low);
     puts("map addr fail");
     return -1;
   }
@@ -77,19 +76,17 @@ int pcietran_test(int argc, char** argv) {
   }
   for (;;) {
     int attempt = 0;
-    while (attempt < kAttempts && !area_is(area, expected)) {
+    while (attempt < kAttempts && !area_holds(area, awaited)) {
       sys::usleep(kStepUs);
       ++attempt;
     }
     // A match found only on the last attempt is reported like none at all.
-    if (attempt < kAttempts - 1) {
-      ++count;
-    } else {
+    if (attempt >= kAttempts - 1) {
       printf("test_count = %llu\n", count);
       for (size_t i = 0; i < kAreaSize; ++i) printf("%x-", area[i]);
-      ++count;
       printf("\n");
     }
+    ++count;
     fill_area(area, own);
     sys::usleep(kStepUs);
     if (count % 100 == 0) printf("test_count = %llu\n", count);

@@ -21,11 +21,6 @@ constexpr size_t kAlign = 512;
 constexpr int kLastPartition = 7;
 constexpr size_t kNameCopy = 25;
 
-double mib_per_second(const struct timespec& from, const struct timespec& to) {
-  double elapsed = elapsed_seconds(from, to);
-  return elapsed == 0 ? kBlocks : kBlocks / elapsed;
-}
-
 double gib(unsigned long long blocks, unsigned long long block_size) {
   return static_cast<double>(blocks) * static_cast<double>(block_size) / 1024 / 1024 / 1024;
 }
@@ -72,7 +67,7 @@ void write_and_check(unsigned char* buf, int fd, unsigned char seed) {
     putchar('#');
     fflush(stdout);
   }
-  printf("\n磁盘写入速度:%4.2f(M/S)\n", mib_per_second(t0, wall_now()));
+  printf("\n磁盘写入速度:%4.2f(M/S)\n", per_second(kBlocks, t0, wall_now()));
 
   sys::lseek(fd, 0, SEEK_SET);
   int wrong = 0;
@@ -88,7 +83,7 @@ void write_and_check(unsigned char* buf, int fd, unsigned char seed) {
     putchar('#');
     fflush(stdout);
   }
-  printf("\n磁盘读取速度:%4.2f(M/S)\n", mib_per_second(t0, wall_now()));
+  printf("\n磁盘读取速度:%4.2f(M/S)\n", per_second(kBlocks, t0, wall_now()));
   putchar('\n');
   if (sys::close(fd) != 0) {
     puts("关闭文件失败!");

@@ -17,9 +17,18 @@ namespace tav {
 namespace {
 
 constexpr const char* kPhyUsage[] = {
-    "mdio:",  "read operation: mdio reg_addr", "write operation: mdio reg_addr value", "For example:",
-    "mdio eth0 1", "mdio eth0 0 0x12\n", "reset:", "For example, if want eth0 reset:", "reset eth0", "link:",
-    "For example, test eth0 if link:", "link eth0",
+    "mdio:",
+    "read operation: mdio reg_addr",
+    "write operation: mdio reg_addr value",
+    "For example:",
+    "mdio eth0 1",
+    "mdio eth0 0 0x12\n",
+    "reset:",
+    "For example, if want eth0 reset:",
+    "reset eth0",
+    "link:",
+    "For example, test eth0 if link:",
+    "link eth0",
 };
 
 void phy_usage() {
@@ -41,22 +50,30 @@ int open_socket(int domain) {
   return sock;
 }
 
+// Asks for the interface's PHY address into req, on a socket left in *sock.
+// On failure the socket's or the request's result, with nothing left open.
+int query_phy(const char* name, MiiIfreq& req, int* sock) {
+  *sock = open_socket(AF_UNIX);
+  if (*sock < 0) return *sock;
+  set_name(req, name);
+  int ret = sys::ioctl(*sock, SIOC_GMIIPHY, &req);
+  if (ret != 0) {
+    printf("ioctl cmd SIOCGMIIPHY failed, errno: %d\n", errno);
+    sys::close(*sock);
+  }
+  return ret;
+}
+
 int mdio(int argc, char** argv) {
   // The register is needed in both forms: without it there is nothing to read.
   if (argc < 3) {
     phy_usage();
     return -EINVAL;
   }
-  int sock = open_socket(AF_UNIX);
-  if (sock < 0) return sock;
   MiiIfreq req = {};
-  set_name(req, argv[1]);
-  int ret = sys::ioctl(sock, SIOC_GMIIPHY, &req);
-  if (ret != 0) {
-    printf("ioctl cmd SIOCGMIIPHY failed, errno: %d\n", errno);
-    sys::close(sock);
-    return ret;
-  }
+  int sock;
+  int ret = query_phy(argv[1], req, &sock);
+  if (ret != 0) return ret;
   req.mii.reg_num = static_cast<uint16_t>(strtoul(argv[2], nullptr, 0));
   // The write form only ever reads: the value travels in val_in, unused.
   if (argc == 4) req.mii.val_in = static_cast<uint16_t>(strtoul(argv[3], nullptr, 0));
@@ -76,11 +93,15 @@ int set_interface(const char* name, int mode) {
   if (name == nullptr) return -EFAULT;
   int sock = open_socket(AF_INET);
   if (sock < 0) return 0;
-  int ret = 0;
-  IfFlagsReq req = {};
   if (strlen(name) >= kIfNameSize) {
     puts("name is too long");
-  } else if (set_name(req, name), (ret = sys::ioctl(sock, SIOC_GIFFLAGS, &req)) != 0) {
+    sys::close(sock);
+    return 0;
+  }
+  IfFlagsReq req = {};
+  set_name(req, name);
+  int ret = sys::ioctl(sock, SIOC_GIFFLAGS, &req);
+  if (ret != 0) {
     printf("ioctl cmd SIOCGIFFLAGS, errno: %d\n", errno);
   } else {
     if (mode == kDown) {
@@ -95,21 +116,16 @@ int set_interface(const char* name, int mode) {
 }
 
 int reset_phy(const char* name) {
-  int sock = open_socket(AF_UNIX);
-  if (sock < 0) return sock;
   MiiIfreq req = {};
-  set_name(req, name);
-  int ret = sys::ioctl(sock, SIOC_GMIIPHY, &req);
-  if (ret != 0) {
-    printf("ioctl cmd SIOCGMIIPHY failed, errno: %d\n", errno);
-  } else {
-    req.mii.reg_num = 0;
-    req.mii.val_in = kBmcrReset;
-    if ((ret = sys::ioctl(sock, SIOC_SMIIREG, &req)) != 0)
-      printf("ioctl cmd SIOCSMIIREG failed, errno: %d\n", errno);
-    else
-      printf("write phy addr: 0x%x  reg: 0x%x  value : 0x%x\n\n", req.mii.phy_id, req.mii.reg_num, req.mii.val_in);
-  }
+  int sock;
+  int ret = query_phy(name, req, &sock);
+  if (ret != 0) return ret;
+  req.mii.reg_num = 0;
+  req.mii.val_in = kBmcrReset;
+  if ((ret = sys::ioctl(sock, SIOC_SMIIREG, &req)) != 0)
+    printf("ioctl cmd SIOCSMIIREG failed, errno: %d\n", errno);
+  else
+    printf("write phy addr: 0x%x  reg: 0x%x  value : 0x%x\n\n", req.mii.phy_id, req.mii.reg_num, req.mii.val_in);
   sys::close(sock);
   return ret;
 }

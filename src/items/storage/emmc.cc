@@ -28,12 +28,6 @@ constexpr const char* kErrorNames[] = {"ioctl err", "write err", "read err", "ls
 
 off_t seek_block(int fd, long off) { return sys::lseek(fd, off, off < 0 ? SEEK_END : SEEK_SET); }
 
-// Bytes per second over the phase; the plain byte count when no time passed.
-double speed(const struct timespec& from, const struct timespec& to) {
-  double elapsed = elapsed_seconds(from, to);
-  return elapsed == 0 ? kRegionBytes : kRegionBytes / elapsed;
-}
-
 }  // namespace
 
 int emmc_block_write(int fd, const unsigned char* buf, long off) {
@@ -71,7 +65,7 @@ int emmc_test(int, char**) {
   puts("eMMC read...");
   struct timespec t0 = wall_now();
   for (int i = 0; i < kBlocks; ++i) emmc_block_read(fd, area0, kFirstOffset + i * kEmmcBlock);
-  double read_speed = speed(t0, wall_now());
+  double read_speed = per_second(kRegionBytes, t0, wall_now());
   puts("ok");
 
   puts("eMMC write...");
@@ -79,7 +73,7 @@ int emmc_test(int, char**) {
   t0 = wall_now();
   // Only a negative result stops the phase; the step codes are positive.
   for (int i = 0; i < kBlocks && result >= 0; ++i) result = emmc_block_write(fd, area1, kFirstOffset + i * kEmmcBlock);
-  double write_speed = speed(t0, wall_now());
+  double write_speed = per_second(kRegionBytes, t0, wall_now());
   if (result < 0) goto failed;
   puts("ok");
 

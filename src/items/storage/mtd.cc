@@ -159,17 +159,14 @@ int mtd_test(int argc, char** argv) {
   return 0;
 }
 
-int nand_id_check(int, char**) {
-  auto* info = static_cast<MtdInfoUser*>(malloc(sizeof(MtdInfoUser)));
-  if (info == nullptr) {
-    puts("[APP]malloc fail ");
-    return -1;
-  }
+namespace {
+
+// The ID check after the record is allocated; the caller frees it.
+int check_nand(MtdInfoUser* info) {
   int fd = sys::open(kTavmtdPath, O_RDWR);
   if (fd < 0) {
     puts("[APP]open /dev/tavmtd fail ");
     puts("[APP]get nand id fail ");
-    free(info);
     return -1;
   }
   // One byte more than the driver fills, so the ID always ends as a string.
@@ -185,21 +182,18 @@ int nand_id_check(int, char**) {
   sys::close(fd);
   if (rc < 0) {
     puts("[APP]get nand id fail ");
-    free(info);
     return -1;
   }
   char expected[sizeof kMt29f2gId + 1] = {};
   memcpy(expected, kMt29f2gId, sizeof kMt29f2gId);
   if (strcmp(reinterpret_cast<const char*>(id), expected) != 0) {
     puts("The flash is not MT29F2G08ABAEA flash");
-    free(info);
     return 0;
   }
   fd = sys::open(kMtd0Path, O_RDWR);
   if (fd < 0) {
     puts("[APP]open /dev/mtd0 fail ");
     puts("[APP]get nand mtd_user fail ");
-    free(info);
     return -1;
   }
   memset(info, 0, sizeof *info);
@@ -208,7 +202,6 @@ int nand_id_check(int, char**) {
   if (rc < 0) {
     puts("[APP]ioctrl /dev/mtd0 fail ");
     puts("[APP]get nand mtd_user fail ");
-    free(info);
     return -1;
   }
   puts("NAND_info:");
@@ -217,8 +210,20 @@ int nand_id_check(int, char**) {
     puts("MT29F2G08ABAEA new flash");
   else if (info->oobsize == kOldPartOob)
     puts("MT29F2G08ABAEA old flash");
-  free(info);
   return 0;
+}
+
+}  // namespace
+
+int nand_id_check(int, char**) {
+  auto* info = static_cast<MtdInfoUser*>(malloc(sizeof(MtdInfoUser)));
+  if (info == nullptr) {
+    puts("[APP]malloc fail ");
+    return -1;
+  }
+  int rc = check_nand(info);
+  free(info);
+  return rc;
 }
 
 }  // namespace tav

@@ -1,6 +1,8 @@
 // SPI flash switch test: twenty threads keep the NOR busy through the boot
 // environment while twenty more rewrite the NAND's first megabyte, so the
 // controller must switch between the two chips all the time.
+#include "items/storage/spi_switch.h"
+
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -9,7 +11,6 @@
 #include "items/io/env.h"
 #include "items/io/tavio.h"
 #include "items/storage/blkdev.h"
-#include "items/storage/spi_switch.h"
 #include "sys/sys.h"
 
 namespace tav {
@@ -43,11 +44,11 @@ void* hr_spi_nor_fn(void*) {
     if (sys::ioctl(env, UBOOT_ENV_GET, &record) < 0) break;
     // Over the value read back only: an empty value passes.
     if (strncmp(record.value, kFactoryServerIp, strnlen(record.value, sizeof record.value)) != 0) break;
-    if (sys::ioctl(io, TAVIO_GET_HARDWRE_INFO, &info) < 0) {
+    if (tavio_read_hardware_info(io, &info) < 0) {
       puts("获取cpld失败!");
       break;
     }
-    if (info.magic != kHardwareInfoMagic) {
+    if (!hardware_info_valid(info)) {
       puts("读取cpld不正确!");
       break;
     }
@@ -146,6 +147,17 @@ bool start_all(pthread_t (&ids)[kThreadsPerChip], void* (*fn)(void*), const char
   return true;
 }
 
+// Joins the group in creation order, or says which group failed.
+bool join_all(const pthread_t (&ids)[kThreadsPerChip], const char* failure) {
+  for (pthread_t id : ids) {
+    if (sys::thread_join(id, nullptr) != 0) {
+      puts(failure);
+      return false;
+    }
+  }
+  return true;
+}
+
 }  // namespace
 
 void set_spi_switch_rounds(int rounds) { g_rounds = rounds; }
@@ -157,21 +169,9 @@ int spi_switch(int, char**) {
   if (!start_all(nor, hr_spi_nor_fn, "创建多个hr_spi_nor_fn线程失败!")) return -1;
   if (!start_all(nand, hr_spi_nand_fn, "创建多个hr_spi_nand_fn线程失败!")) return -1;
   puts("waiting for testing");
-  int ret = 0;
-  for (pthread_t id : nor) {
-    if ((ret = sys::thread_join(id, nullptr)) != 0) {
-      puts("tid_nor线程结束失败!");
-      return -1;
-    }
-  }
-  for (pthread_t id : nand) {
-    if ((ret = sys::thread_join(id, nullptr)) != 0) {
-      puts("tid_nand线程结束失败!");
-      return -1;
-    }
-  }
+  if (!join_all(nor, "tid_nor线程结束失败!") || !join_all(nand, "tid_nand线程结束失败!")) return -1;
   puts("NAND FLASH和SPI NOR FLASH切换测试完毕");
-  return ret;
+  return 0;
 }
 
 }  // namespace tav

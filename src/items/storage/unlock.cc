@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "items/console.h"
+#include "items/item_options.h"
 #include "items/storage/ata.h"
 #include "items/storage/storage_ctl.h"
 #include "sys/sys.h"
@@ -103,10 +104,7 @@ int disk_unlock(int, char**) {
 }
 
 int hdbuffer(int argc, char** argv) {
-  optind = 0;
-  opterr = 0;
-  optopt = 0;
-  optarg = nullptr;
+  restart_option_scan();
   BufferRecord rec;
   memset(&rec, 0, sizeof rec);
   int cmd = 0;
