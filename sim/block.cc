@@ -102,10 +102,13 @@ off_t BlockDevice::lseek(OpenFile& f, off_t off, int whence) {
   return f.pos;
 }
 
+bool direct_misaligned(const OpenFile& f, const void* buf, size_t n) {
+  return (f.flags & O_DIRECT) && (n % tav::kBlkSectorSize || f.pos % static_cast<off_t>(tav::kBlkSectorSize) ||
+                                  reinterpret_cast<uintptr_t>(buf) % tav::kBlkSectorSize);
+}
+
 ssize_t BlockDevice::transfer(OpenFile& f, const void* buf, size_t n, bool writing) {
-  if ((f.flags & O_DIRECT) && (n % tav::kBlkSectorSize || f.pos % static_cast<off_t>(tav::kBlkSectorSize) ||
-                               reinterpret_cast<uintptr_t>(buf) % tav::kBlkSectorSize))
-    return -EINVAL;
+  if (direct_misaligned(f, buf, n)) return -EINVAL;
   uint64_t pos = static_cast<uint64_t>(f.pos);
   if (pos >= bytes_) return writing ? -ENOSPC : 0;
   if (n > bytes_ - pos) n = static_cast<size_t>(bytes_ - pos);
@@ -118,6 +121,7 @@ ssize_t BlockDevice::transfer(OpenFile& f, const void* buf, size_t n, bool writi
     gate_cv_.wait_for(lock, std::chrono::seconds(30), [&] { return arrived_ >= gate_; });
   }
   (writing ? written_ : read_) += n;
+  const bool zeros = !writing && !keep_;
   if (keep_) {
     if (writing)
       copy_in(pos, static_cast<const uint8_t*>(buf), n);
@@ -126,21 +130,14 @@ ssize_t BlockDevice::transfer(OpenFile& f, const void* buf, size_t n, bool writi
   }
   uint64_t rate = rate_;
   lock.unlock();
-  if (rate != 0) clock_.spend_here(static_cast<uint64_t>((static_cast<unsigned __int128>(n) * 1000000000u) / rate));
+  // Unkept data reads as zeros; filled outside the lock, as a copy would be.
+  if (zeros) memset(const_cast<void*>(buf), 0, n);
+  clock_.spend_transfer(n, rate);
   f.pos += static_cast<off_t>(n);
   return static_cast<ssize_t>(n);
 }
 
-ssize_t BlockDevice::read(OpenFile& f, void* buf, size_t n) {
-  bool keep;
-  {
-    std::lock_guard<std::mutex> lock(mu_);
-    keep = keep_;
-  }
-  ssize_t rc = transfer(f, buf, n, false);
-  if (rc > 0 && !keep) memset(buf, 0, static_cast<size_t>(rc));
-  return rc;
-}
+ssize_t BlockDevice::read(OpenFile& f, void* buf, size_t n) { return transfer(f, buf, n, false); }
 
 ssize_t BlockDevice::write(OpenFile& f, const void* buf, size_t n) { return transfer(f, buf, n, true); }
 

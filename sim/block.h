@@ -14,6 +14,9 @@
 
 namespace sim {
 
+// Direct transfers must be whole sectors, at sector-aligned offsets and buffers.
+bool direct_misaligned(const OpenFile& f, const void* buf, size_t n);
+
 class BlockDevice final : public Device {
  public:
   static constexpr uint64_t kDefaultRate = uint64_t{200} << 20;  // bytes per second

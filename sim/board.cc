@@ -144,6 +144,11 @@ void Clock::spend_here(uint64_t ns) {
   t_spent.ns += ns;
 }
 
+void Clock::spend_transfer(uint64_t n, uint64_t bytes_per_second) {
+  if (bytes_per_second != 0)
+    spend_here(static_cast<uint64_t>((static_cast<unsigned __int128>(n) * 1000000000u) / bytes_per_second));
+}
+
 uint64_t Clock::spent_here() const { return t_spent.clock_id == id_ ? t_spent.ns : 0; }
 
 void Clock::close() {

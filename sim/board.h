@@ -198,6 +198,8 @@ class Clock {
   // thread's own clock reads see it, so concurrent threads each time their
   // own transfers without waiting for one another or for the driving thread.
   void spend_here(uint64_t ns);
+  // The same for n bytes moved at bytes_per_second (0: free).
+  void spend_transfer(uint64_t n, uint64_t bytes_per_second);
   uint64_t spent_here() const;
   // Wakes every thread waiting for virtual time; they get BoardGone.
   void close();

@@ -67,11 +67,7 @@ int EnvDevice::ioctl(OpenFile&, unsigned long request, void* arg) {
       std::string value = text(v->value, sizeof v->value);
       if (name.empty()) return -EINVAL;
       if (value.empty() && refuse_empty_) return -EPERM;
-      int i = find(name);
-      if (i < 0)
-        vars_.emplace_back(name, value);
-      else
-        vars_[i].second = value;
+      put_var(name, value);
       return 0;
     }
     case tav::UBOOT_ENV_TRANS_MODE:
@@ -82,7 +78,6 @@ int EnvDevice::ioctl(OpenFile&, unsigned long request, void* arg) {
       std::string t = text(p->text, sizeof p->text);
       if (p->length != t.size() || t.size() >= sizeof p->text) return -EINVAL;
       password_ = t;
-      ++password_sets_;
       return 0;
     }
     default:
@@ -96,8 +91,7 @@ std::string EnvDevice::get(const std::string& name) const {
   return i < 0 ? std::string() : vars_[i].second;
 }
 
-void EnvDevice::set(const std::string& name, const std::string& value) {
-  std::lock_guard<std::mutex> lock(mu_);
+void EnvDevice::put_var(const std::string& name, const std::string& value) {
   int i = find(name);
   if (i < 0)
     vars_.emplace_back(name, value);
@@ -105,29 +99,19 @@ void EnvDevice::set(const std::string& name, const std::string& value) {
     vars_[i].second = value;
 }
 
+void EnvDevice::set(const std::string& name, const std::string& value) {
+  std::lock_guard<std::mutex> lock(mu_);
+  put_var(name, value);
+}
+
 void EnvDevice::clear() {
   std::lock_guard<std::mutex> lock(mu_);
   vars_.clear();
 }
 
-size_t EnvDevice::count() const {
-  std::lock_guard<std::mutex> lock(mu_);
-  return vars_.size();
-}
-
-std::vector<EnvTransMode> EnvDevice::modes() const {
-  std::lock_guard<std::mutex> lock(mu_);
-  return modes_;
-}
-
 std::string EnvDevice::password() const {
   std::lock_guard<std::mutex> lock(mu_);
   return password_;
-}
-
-int EnvDevice::password_sets() const {
-  std::lock_guard<std::mutex> lock(mu_);
-  return password_sets_;
 }
 
 void EnvDevice::set_refuse_empty(bool refuse) {

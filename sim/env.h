@@ -21,10 +21,7 @@ class EnvDevice final : public Device {
   std::string get(const std::string& name) const;
   void set(const std::string& name, const std::string& value);
   void clear();
-  size_t count() const;
-  std::vector<tav::EnvTransMode> modes() const;  // every mode asked for
   std::string password() const;
-  int password_sets() const;
 
   // The driver refuses to empty a variable unless this is turned off.
   void set_refuse_empty(bool refuse);
@@ -34,12 +31,12 @@ class EnvDevice final : public Device {
   void set_passthrough_bootargs(const std::string& value);
 
  private:
-  int find(const std::string& name) const;  // index or -1
+  int find(const std::string& name) const;                          // index or -1
+  void put_var(const std::string& name, const std::string& value);  // with mu_ held
   mutable std::mutex mu_;
   std::vector<std::pair<std::string, std::string>> vars_;
   std::vector<tav::EnvTransMode> modes_;
   std::string password_;
-  int password_sets_ = 0;
   bool refuse_empty_ = true;
   int counts_ = 0;
   int add_after_ = 0;

@@ -34,20 +34,10 @@ MiiSocket::Registers& MiiSocket::phy(const std::string& ifname, uint16_t addr) {
   return it->second;
 }
 
-void MiiSocket::set_link(const std::string& ifname, bool up) {
-  std::lock_guard<std::mutex> lock(mu_);
-  ifaces_.at(ifname).link = up;
-}
-
 void MiiSocket::set_support(const std::string& ifname, bool ethtool, bool mii) {
   std::lock_guard<std::mutex> lock(mu_);
   ifaces_.at(ifname).ethtool = ethtool;
   ifaces_.at(ifname).mii = mii;
-}
-
-int16_t MiiSocket::flags(const std::string& ifname) {
-  std::lock_guard<std::mutex> lock(mu_);
-  return ifaces_.at(ifname).flags;
 }
 
 std::vector<int16_t> MiiSocket::flag_sets(const std::string& ifname) {
@@ -70,7 +60,7 @@ int MiiSocket::interface_ioctl(Interface& i, unsigned long request, void* arg) {
   if (v == nullptr) return -EFAULT;
   if (v->cmd != tav::ETHTOOL_GLINK_CMD) return -EOPNOTSUPP;
   // The carrier is seen only while the interface is up.
-  v->data = i.link && (i.flags & tav::kIffUp) ? 1 : 0;
+  v->data = (i.flags & tav::kIffUp) ? 1 : 0;
   return 0;
 }
 

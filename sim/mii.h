@@ -25,11 +25,9 @@ class MiiSocket final : public Device {
   Registers& phy(const std::string& ifname, uint16_t addr);
   int ioctl(OpenFile& f, unsigned long request, void* arg) override;
 
-  // Interface state; the interface must exist.
-  void set_link(const std::string& ifname, bool up);
-  // A driver without ethtool (or MII) support answers EOPNOTSUPP.
+  // A driver without ethtool (or MII) support answers EOPNOTSUPP; the
+  // interface must exist.
   void set_support(const std::string& ifname, bool ethtool, bool mii);
-  int16_t flags(const std::string& ifname);
   std::vector<int16_t> flag_sets(const std::string& ifname);  // every SIOCSIFFLAGS
 
  private:
@@ -38,7 +36,6 @@ class MiiSocket final : public Device {
     std::map<uint16_t, Registers> phys;
     int16_t flags = 0x1043;  // up, broadcast, running, multicast
     std::vector<int16_t> flag_sets;
-    bool link = true;
     bool ethtool = true;
     bool mii = true;
   };

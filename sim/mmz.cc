@@ -4,6 +4,8 @@
 
 #include <cstring>
 
+#include "devices.h"
+
 namespace sim {
 
 namespace {
@@ -97,13 +99,9 @@ int MmzDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
 // cache flush requests for such mappings.
 class MemdevDevice final : public Device {
  public:
-  explicit MemdevDevice(std::shared_ptr<MmzZone> zone) : zone_(std::move(zone)) {}
-  void* mmap(OpenFile&, size_t len, int prot, int flags, off_t off, int* err) override {
-    if ((flags & MAP_SHARED) == 0 || (off & (kPage - 1)) != 0) {
-      *err = EINVAL;
-      return MAP_FAILED;
-    }
-    return zone_->mem.map(static_cast<uint64_t>(off), len, prot, err);
+  explicit MemdevDevice(std::shared_ptr<MmzZone> zone) : zone_(std::move(zone)), mem_(zone_->mem) {}
+  void* mmap(OpenFile& f, size_t len, int prot, int flags, off_t off, int* err) override {
+    return mem_.mmap(f, len, prot, flags, off, err);
   }
   int ioctl(OpenFile& f, unsigned long request, void* arg) override {
     if (request != MEMDEV_FLUSH) return -ENOTTY;
@@ -118,6 +116,7 @@ class MemdevDevice final : public Device {
 
  private:
   std::shared_ptr<MmzZone> zone_;
+  MemDevice mem_;  // /dev/mem's mapping rules
 };
 
 }  // namespace

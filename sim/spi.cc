@@ -30,7 +30,7 @@ int SpiDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
   std::lock_guard<std::mutex> lock(mu_);
   if (request == tav::SPI_IOC_WR_MODE) {
     mode_ = *static_cast<uint8_t*>(arg);
-    if (f.request != nullptr) f.request->bytes.assign(1, mode_);
+    f.log_sent(&mode_, 1);
     return 0;
   }
   if (request == tav::SPI_IOC_MESSAGE_1) return transfer(f, static_cast<tav::SpiIocTransfer*>(arg));
@@ -44,7 +44,7 @@ int SpiDevice::transfer(OpenFile& f, tav::SpiIocTransfer* t) {
   // the very buffer that was sent.
   std::vector<uint8_t> tx(t->len);
   memcpy(tx.data(), reinterpret_cast<const void*>(static_cast<uintptr_t>(t->tx_buf)), t->len);
-  if (f.request != nullptr) f.request->bytes = tx;
+  f.log_sent(tx.data(), tx.size());
   std::vector<uint8_t> rx(t->len, 0);
   const SpiFormat& s = format_;
   if (t->len == static_cast<uint32_t>(s.dev_width + s.reg_width + s.data_width)) {

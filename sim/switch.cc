@@ -37,12 +37,7 @@ int SwitchDevice::legacy(void* arg) {
     case SW_MAC_LUT:
     case SW_MAC_LUT2: {
       auto* r = static_cast<SwMacLut*>(arg);
-      Mac mac;
-      memcpy(mac.data(), r->mac, 6);
-      auto it = address_table.find(mac);
-      if (it == address_table.end()) return -ENOENT;
-      r->port = it->second;
-      return 0;
+      return find_mac(r->mac, &r->port);
     }
     case SW_PORT_MODE:
     case SW_PORT_MODE2: {
@@ -56,25 +51,12 @@ int SwitchDevice::legacy(void* arg) {
       return 0;
     case SW_MIRROR: {
       auto* r = static_cast<SwMirror*>(arg);
-      if (r->read) {
-        r->src_ports = mirror_src;
-        r->dst_ports = mirror_dst;
-        r->mirror_method = mirror_method;
-      } else {
-        mirror_src = r->src_ports;
-        mirror_dst = r->dst_ports;
-        mirror_method = r->mirror_method;
-      }
+      mirror(r->read, &r->src_ports, &r->dst_ports, &r->mirror_method);
       return 0;
     }
     case SW_MAC_SECURITY: {
       auto* r = static_cast<SwMacSecurity*>(arg);
-      if (r->write) {
-        memcpy(secured[r->port].data(), r->mac, 6);
-      } else {
-        auto it = secured.find(r->port);
-        if (it != secured.end()) memcpy(r->mac, it->second.data(), 6);
-      }
+      secure(r->port, r->write, r->mac);
       return 0;
     }
     case SW_SET_VLAN:
@@ -83,6 +65,36 @@ int SwitchDevice::legacy(void* arg) {
     default:
       return -EINVAL;
   }
+}
+
+int SwitchDevice::find_mac(const uint8_t* mac, uint32_t* port) const {
+  Mac m;
+  memcpy(m.data(), mac, 6);
+  auto it = address_table.find(m);
+  if (it == address_table.end()) return -ENOENT;
+  *port = it->second;
+  return 0;
+}
+
+void SwitchDevice::mirror(bool read, uint32_t* src, uint32_t* dst, uint8_t* method) {
+  if (read) {
+    *src = mirror_src;
+    *dst = mirror_dst;
+    *method = mirror_method;
+  } else {
+    mirror_src = *src;
+    mirror_dst = *dst;
+    mirror_method = *method;
+  }
+}
+
+void SwitchDevice::secure(uint32_t port, bool write, uint8_t* mac) {
+  if (write) {
+    memcpy(secured[port].data(), mac, 6);
+    return;
+  }
+  auto it = secured.find(port);
+  if (it != secured.end()) memcpy(mac, it->second.data(), 6);
 }
 
 int SwitchDevice::v3(unsigned long request, void* arg) {
@@ -95,12 +107,7 @@ int SwitchDevice::v3(unsigned long request, void* arg) {
     }
     case SWITCH_V3_MAC_LUT: {
       auto* r = static_cast<SwV3MacLut*>(arg);
-      Mac mac;
-      memcpy(mac.data(), r->mac, 6);
-      auto it = address_table.find(mac);
-      if (it == address_table.end()) return -ENOENT;
-      r->channel = it->second;
-      return 0;
+      return find_mac(r->mac, &r->channel);
     }
     case SWITCH_V3_PORT_MODE: {
       auto* r = static_cast<SwV3PortMode*>(arg);
@@ -118,25 +125,12 @@ int SwitchDevice::v3(unsigned long request, void* arg) {
       return 0;
     case SWITCH_V3_MIRROR: {
       auto* r = static_cast<SwV3Mirror*>(arg);
-      if (r->read) {
-        r->src_channel = mirror_src;
-        r->dst_channel = mirror_dst;
-        r->mirror_method = mirror_method;
-      } else {
-        mirror_src = r->src_channel;
-        mirror_dst = r->dst_channel;
-        mirror_method = r->mirror_method;
-      }
+      mirror(r->read, &r->src_channel, &r->dst_channel, &r->mirror_method);
       return 0;
     }
     case SWITCH_V3_MAC_SECURITY: {
       auto* r = static_cast<SwV3MacSecurity*>(arg);
-      if (r->write) {
-        memcpy(secured[r->channel].data(), r->mac, 6);
-      } else {
-        auto it = secured.find(r->channel);
-        if (it != secured.end()) memcpy(r->mac, it->second.data(), 6);
-      }
+      secure(r->channel, r->write, r->mac);
       return 0;
     }
     default:

@@ -37,6 +37,10 @@ class SwitchDevice final : public Device {
  private:
   int legacy(void* arg);
   int v3(unsigned long request, void* arg);
+  // Both interfaces drive the same state; only their records differ.
+  int find_mac(const uint8_t* mac, uint32_t* port) const;
+  void mirror(bool read, uint32_t* src, uint32_t* dst, uint8_t* method);
+  void secure(uint32_t port, bool write, uint8_t* mac);
   std::mutex mu_;
 };
 

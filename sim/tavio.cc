@@ -78,12 +78,6 @@ void default_boot_param(BootParam& p) {
   memcpy(p.uid, "UID0123456789ABCDEFGHI", 22);
 }
 
-void record(OpenFile& f, const void* arg, size_t n) {
-  if (f.request == nullptr) return;
-  const auto* p = static_cast<const uint8_t*>(arg);
-  f.request->bytes.assign(p, p + n);
-}
-
 }  // namespace
 
 TavioDevice::TavioDevice() {
@@ -96,7 +90,8 @@ TavioDevice::TavioDevice() {
 uint64_t TavioDevice::alarm_inputs() const {
   unsigned outputs = alarm_count(hw_info.alarm_out_attr);
   unsigned inputs = alarm_count(hw_info.alarm_in_attr);
-  if (board_variant(hw_info) == kVariantAlarmSlots && (slot_type[1] == kExtBoardAlarm || slot_type[2] == kExtBoardAlarm)) {
+  if (board_variant(hw_info) == kVariantAlarmSlots &&
+      (slot_type[1] == kExtBoardAlarm || slot_type[2] == kExtBoardAlarm)) {
     inputs += 32;
     outputs += 16;
   }
@@ -116,7 +111,7 @@ int TavioDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
     case TAVIO_GPIO_SET_LOW: {
       uint16_t w;
       memcpy(&w, arg, 2);
-      record(f, arg, 2);
+      f.log_sent(arg, 2);
       unsigned level = request == TAVIO_GPIO_SET_HIGH ? 1 : request == TAVIO_GPIO_SET_LOW ? 0 : gpio_level(w);
       gpio[w & 0x7FFF] = level;
       return 0;
@@ -124,7 +119,7 @@ int TavioDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
     case TAVIO_GPIO_IN: {
       uint16_t w;
       memcpy(&w, arg, 2);
-      record(f, arg, 2);
+      f.log_sent(arg, 2);
       auto it = gpio.find(w & 0x7FFFu);
       unsigned level = it == gpio.end() ? 0 : it->second;
       w = static_cast<uint16_t>((w & 0x7FFF) | (level << 15));
@@ -132,7 +127,7 @@ int TavioDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
       return 0;
     }
     case TAVIO_BUZZER_BEEP:
-      record(f, arg, 1);
+      f.log_sent(arg, 1);
       beeps.push_back(*static_cast<uint8_t*>(arg));
       return 0;
     case TAVIO_ALARM_IN: {
@@ -141,11 +136,11 @@ int TavioDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
       return 0;
     }
     case TAVIO_ALARM_OUT:
-      record(f, arg, 8);
+      f.log_sent(arg, 8);
       memcpy(&alarm_out, arg, 8);
       return 0;
     case TAVIO_IOP_SET_MODE:
-      record(f, arg, 8);
+      f.log_sent(arg, 8);
       memcpy(&polarity, arg, 8);
       return 0;
     case TAVIO_GET_BOOTPARAM:
@@ -155,15 +150,15 @@ int TavioDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
       memcpy(arg, &hw_info, sizeof hw_info);
       return 0;
     case TAVIO_ENABLE_485_SEND:
-      record(f, arg, 4);
+      f.log_sent(arg, 4);
       memcpy(&rs485_send, arg, 4);
       return 0;
     case TAVIO_ENABLE_485_RECEIVE:
-      record(f, arg, 4);
+      f.log_sent(arg, 4);
       memcpy(&rs485_receive, arg, 4);
       return 0;
     case TAVIO_ALARM_DETECT:
-      record(f, arg, 1);
+      f.log_sent(arg, 1);
       *static_cast<uint8_t*>(arg) = alarm_board ? 0 : 1;
       return 0;
     case TAVIO_RS485_DETECT:
@@ -180,7 +175,7 @@ int TavioDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
       return 0;
     case TAVIO_EXT_SLOT_INFO: {
       auto* ext = static_cast<ExtSlotInfo*>(arg);
-      record(f, arg, 2);
+      f.log_sent(arg, 2);
       if (ext->slot >= slot_type.size() || ext->slot == 0) return -EINVAL;
       ext->type = slot_type[ext->slot];
       return 0;
@@ -188,7 +183,7 @@ int TavioDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
     case TAVIO_GET_HDISK_EXC: {
       int64_t index;
       memcpy(&index, arg, 8);
-      record(f, arg, 8);
+      f.log_sent(arg, 8);
       if (index < 0 || index >= static_cast<int64_t>(hdisk_exc.size())) return -EINVAL;
       memcpy(static_cast<uint8_t*>(arg) + kHdiskExcRecordOffset, hdisk_exc[static_cast<size_t>(index)].data(),
              kHdiskExcRecordSize);

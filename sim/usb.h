@@ -20,15 +20,7 @@ class UsbStick final : public Device, public FileSystem {
   // size and free space in bytes (rounded down to clusters).
   UsbStick(Clock& clock, uint64_t size, uint64_t free);
 
-  void set_rates(uint64_t write_bytes_per_second, uint64_t read_bytes_per_second);
-  // A worn cell: the byte at this file offset reads back inverted, in
-  // whatever file covers it.
-  void set_bad_byte(uint64_t off);
-  bool has_file(const std::string& name) const;
   std::vector<uint8_t> file(const std::string& name) const;
-  void put_file(const std::string& name, std::vector<uint8_t> data);
-  uint64_t free_bytes() const;
-  std::string last_mount_type() const;
 
   // Device
   off_t size() override { return static_cast<off_t>(size_); }
@@ -46,18 +38,17 @@ class UsbStick final : public Device, public FileSystem {
   struct Node {
     std::vector<uint8_t> data;
   };
+  static constexpr uint64_t kWriteRate = uint64_t{20} << 20;  // bytes per second
+  static constexpr uint64_t kReadRate = uint64_t{30} << 20;
   uint64_t clusters(uint64_t bytes) const { return (bytes + kClusterSize - 1) / kClusterSize; }
-  uint64_t used_clusters() const;  // with mu_ held
+  uint64_t total_clusters() const { return size_ / kClusterSize; }
+  uint64_t spare_clusters() const;  // with mu_ held
 
   Clock& clock_;
   const uint64_t size_;
   uint64_t reserved_clusters_;  // taken by files the model does not hold
-  uint64_t write_rate_ = uint64_t{20} << 20;
-  uint64_t read_rate_ = uint64_t{30} << 20;
   mutable std::mutex mu_;
   std::map<std::string, std::shared_ptr<Node>> files_;
-  std::string mount_type_;
-  uint64_t bad_byte_ = UINT64_MAX;
 };
 
 // One healthy 16 GB stick at /dev/h_msa; the other two ports empty.
