@@ -19,6 +19,7 @@ constexpr EnvTransMode kTty5 = {1, 115200, 0x108, 3};
 
 constexpr int kDriverFailed = -5;
 constexpr int kFailed = -1;
+constexpr int kGoOn = 1;  // from rewrite(): on to the next variable
 constexpr const char* kGetFailed = "设置UBOOT_ENV_GET失败!";
 constexpr const char* kTotalFailed = "设置UBOOT_ENV_TOTAL失败!";
 constexpr const char* kModeFailed = "设置UBOOT_ENV_TRANS_MODE失败!";
@@ -29,9 +30,7 @@ constexpr const char* kEmptyBootargs = "erro :strlen(keyvalue.value) <= 0";
 EnvKey g_key;
 EnvVariable g_a, g_b, g_c;
 
-void copy_name(EnvVariable& to, const char* name) {
-  strncpy(to.name, name, sizeof to.name);
-}
+void copy_name(EnvVariable& to, const char* name) { strncpy(to.name, name, sizeof to.name); }
 
 void print_variable(unsigned index, const EnvVariable& v) {
   printf("[%02u]: %.*s: %.*s\n", index, static_cast<int>(sizeof v.name), v.name, static_cast<int>(sizeof v.value),
@@ -70,10 +69,10 @@ class EnvTest {
     if (sys::ioctl(fd_, UBOOT_ENV_TOTAL, &count) != 0) return fail(kTotalFailed, kDriverFailed);
     if (count != total_) return fail("error: env_tmp != env_total", kDriverFailed);
     for (uint32_t i = 0; i < count; ++i) {
-      int verdict = 0;
-      if (!rewrite(i, &verdict)) return verdict;
-      if (sys::ioctl(fd_, UBOOT_ENV_TOTAL, &tmp_) != 0) return fail(kTotalFailed, kFailed);
-      if (tmp_ != total_) return fail(kCountChanged, kFailed);
+      if (int r = rewrite(i); r != kGoOn) return r;
+      uint32_t now = 0;
+      if (sys::ioctl(fd_, UBOOT_ENV_TOTAL, &now) != 0) return fail(kTotalFailed, kFailed);
+      if (now != total_) return fail(kCountChanged, kFailed);
     }
     printf("\n");
     puts("测试设置透传模式: 'console=ttyS0,115200n8'");
@@ -112,47 +111,41 @@ class EnvTest {
     return false;
   }
 
-  // False when the test ends here, with *verdict its result.
-  bool rewrite(uint32_t i, int* verdict) {
-    *verdict = kDriverFailed;
-    if (!read_variable(i)) return false;
+  // kGoOn, or the test's result when it ends here.
+  int rewrite(uint32_t i) {
+    if (!read_variable(i)) return kDriverFailed;
     copy_name(g_b, g_a.name);
     bool serverip = named(g_b, "serverip");
     bool bootargs = named(g_b, "bootargs");
     if (serverip) {
       snprintf(g_b.value, sizeof g_b.value, "%s", kFactoryServerIp);
       printf("测试设置serverip: '%s'\n", kFactoryServerIp);
-      if (sys::ioctl(fd_, UBOOT_ENV_SET, &g_b) != 0) return !fail("设置UBOOT_ENV_SET失败!", kDriverFailed);
+      if (sys::ioctl(fd_, UBOOT_ENV_SET, &g_b) != 0) return fail("设置UBOOT_ENV_SET失败!", kDriverFailed);
     } else if (bootargs) {
       puts("测试设置透传模式: tty1");
       EnvTransMode mode = kTty1;
-      if (sys::ioctl(fd_, UBOOT_ENV_TRANS_MODE, &mode) != 0) return !fail(kModeFailed, kDriverFailed);
+      if (sys::ioctl(fd_, UBOOT_ENV_TRANS_MODE, &mode) != 0) return fail(kModeFailed, kDriverFailed);
     }
     if (serverip || bootargs) {
-      if (!read_back(g_b.name)) return false;
+      if (!read_back(g_b.name)) return kDriverFailed;
       // A changed serverip is what the test wanted: it ends here, passed.
-      if (!same_value(g_a, g_c)) {
-        *verdict = serverip ? 0 : kDriverFailed;
-        return false;
-      }
+      if (!same_value(g_a, g_c)) return serverip ? 0 : kDriverFailed;
       print_variable(i, g_c);
-      return true;
+      return kGoOn;
     }
     // The driver must refuse to empty any other variable.
     memset(g_b.value, 0, sizeof g_b.value);
-    if (sys::ioctl(fd_, UBOOT_ENV_SET, &g_b) == 0) return !fail("设置UBOOT_ENV_SET失败!", kDriverFailed);
-    if (!read_back(g_b.name)) return false;
-    if (!same_value(g_a, g_c)) {
-      *verdict = kFailed;
-      return !fail("相等", kFailed);
-    }
-    return true;
+    if (sys::ioctl(fd_, UBOOT_ENV_SET, &g_b) == 0) return fail("设置UBOOT_ENV_SET失败!", kDriverFailed);
+    if (!read_back(g_b.name)) return kDriverFailed;
+    if (!same_value(g_a, g_c)) return fail("相等", kFailed);
+    return kGoOn;
   }
 
   int switch_mode(EnvTransMode mode, const char* total_failed, const char* mode_failed) {
-    if (sys::ioctl(fd_, UBOOT_ENV_TOTAL, &tmp_) != 0) return fail(total_failed, kFailed);
+    uint32_t count = 0;
+    if (sys::ioctl(fd_, UBOOT_ENV_TOTAL, &count) != 0) return fail(total_failed, kFailed);
     if (sys::ioctl(fd_, UBOOT_ENV_TRANS_MODE, &mode) != 0) return fail(mode_failed, kFailed);
-    if (tmp_ != total_) return fail(kCountChanged, kFailed);
+    if (count != total_) return fail(kCountChanged, kFailed);
     return 0;
   }
 
@@ -167,7 +160,6 @@ class EnvTest {
 
   int fd_;
   uint32_t total_ = 0;
-  uint32_t tmp_ = 0;
 };
 
 }  // namespace
