@@ -35,7 +35,6 @@ constexpr const char* kBlock = "1M";
 // only a median over many rounds says anything.
 long g_block_count = 2048;
 int g_rounds = 21;
-std::string g_self;  // this program, which runs one disk_perf when given --run
 
 struct Config {
   const char* mode;
@@ -66,7 +65,7 @@ double sum_after(const std::string& out, const char* label) {
 // process copies measurably faster than a fresh one here, and that alone
 // would favour whichever tool kept its process.
 Speeds run_disk_perf(const std::string& dev, const Config& c) {
-  std::string cmd = g_self + " --run " + dev + " " + c.mode + " " + std::to_string(c.readers) + " " +
+  std::string cmd = bench::self_path() + " --run " + dev + " " + c.mode + " " + std::to_string(c.readers) + " " +
                     std::to_string(c.writers) + " " + kBlock + " " + std::to_string(g_block_count);
   std::string out = output(cmd);
   return Speeds{sum_after(out, "Read_Avg_speed(sum)  = "), sum_after(out, "Write_Avg_speed(sum) = ")};
@@ -106,7 +105,7 @@ int bare_loop(const char* dev, bool direct, bool writing, long count, long offse
 
 double run_bare_loop(const std::string& dev, const Config& c, long range_gb) {
   bool writing = c.writers > 0;
-  std::string cmd = g_self + " --loop " + dev + " " + c.mode + " " + (writing ? "w" : "r") + " " +
+  std::string cmd = bench::self_path() + " --loop " + dev + " " + c.mode + " " + (writing ? "w" : "r") + " " +
                     std::to_string(g_block_count) + " " + std::to_string(writing ? range_gb / 2 : 0);
   return atof(first_line(cmd).c_str());
 }
@@ -192,9 +191,6 @@ int main(int argc, char** argv) {
   if (argc > 1 && strcmp(argv[1], "--run") == 0) return tav::disk_perf(argc - 1, argv + 1);
   if (argc == 7 && strcmp(argv[1], "--loop") == 0)
     return bare_loop(argv[2], argv[3][0] == 'D', argv[4][0] == 'w', atol(argv[5]), atol(argv[6]));
-  char self[4096];
-  ssize_t len = readlink("/proc/self/exe", self, sizeof self - 1);
-  g_self.assign(self, len > 0 ? static_cast<size_t>(len) : 0);
   if (argc > 1) g_block_count = atol(argv[1]);
   if (argc > 2) g_rounds = atoi(argv[2]);
   if (g_block_count <= 0 || g_rounds <= 0) {

@@ -9,7 +9,6 @@
 #include <sched.h>
 #include <sys/ioctl.h>
 #include <sys/mount.h>
-#include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -33,30 +32,9 @@ constexpr long kEmmcMiB = 64;
 constexpr long kStickMiB = 128;
 int g_rounds = 9;
 
-// What an item prints on standard output, run in a child process as a
-// station would start it, so each run starts from a fresh process.
-std::string capture(int (*item)(int, char**)) {
-  char name[] = "/tmp/flash_usb_benchXXXXXX";
-  int fd = mkstemp(name);
-  unlink(name);
-  fflush(stdout);
-  pid_t pid = fork();
-  if (pid == 0) {
-    dup2(fd, 1);
-    item(0, nullptr);
-    fflush(stdout);
-    _exit(0);
-  }
-  int status = 0;
-  if (pid > 0) waitpid(pid, &status, 0);
-  std::string out;
-  lseek(fd, 0, SEEK_SET);
-  char buf[4096];
-  ssize_t n;
-  while ((n = read(fd, buf, sizeof buf)) > 0) out.append(buf, static_cast<size_t>(n));
-  close(fd);
-  return out;
-}
+// What an item prints on standard output, run as a process of its own as a
+// station would start it (see main's --run).
+std::string capture(const char* item) { return bench::output(bench::self_path() + " --run " + item); }
 
 // The figures before each "(M/S)", in order (the labels' charset aside).
 std::vector<double> speeds(const std::string& out) {
@@ -140,6 +118,8 @@ bool mount_stick(const std::string& dev) { return mount(dev.c_str(), "/mnt", "ex
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (argc == 3 && strcmp(argv[1], "--run") == 0)
+    return (strcmp(argv[2], "usb") == 0 ? tav::usb_test : tav::emmc_test)(0, nullptr);
   if (argc > 1) g_rounds = atoi(argv[1]);
   if (g_rounds <= 0) {
     puts("usage: flash_usb_bench [rounds]");
@@ -182,7 +162,7 @@ int main(int argc, char** argv) {
       std::vector<double> ew, er, fw, fr, wf;
       // An untimed pass of each, then the order alternates so neither
       // always goes first on a shared machine.
-      capture(tav::emmc_test);
+      capture("emmc");
       fio("--rw=write --sync=dsync --fsync=1" + region, false, 10);
       for (int round = 0; round < g_rounds; ++round) {
         std::vector<double> s;
@@ -190,7 +170,7 @@ int main(int argc, char** argv) {
         for (int turn = 0; turn < 2; ++turn) {
           drop_caches();
           if ((turn == 0) == (round % 2 == 0)) {
-            s = speeds(capture(tav::emmc_test));
+            s = speeds(capture("emmc"));
           } else {
             w = fio("--rw=write --sync=dsync --fsync=1" + region, false, 10);
             wf.push_back(w > 0 ? 10 / (10 / w + ten_flushes(emmc)) : 0);
@@ -215,7 +195,7 @@ int main(int argc, char** argv) {
         for (int turn = 0; turn < 2; ++turn) {
           if (!mount_stick(stick)) break;
           if ((turn == 0) == (round % 2 == 0)) {
-            s = speeds(capture(tav::usb_test));
+            s = speeds(capture("usb"));
           } else {
             w = fio("--rw=write" + file, false, 25);
             r = fio("--rw=read" + file, true, 25);

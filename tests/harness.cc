@@ -92,22 +92,36 @@ Outcome run(sim::Board& board, Entry entry, const std::vector<std::string>& word
   return r;
 }
 
+std::vector<const sim::Request*> requests_of(const Outcome& o, sim::Call call, const std::string& path) {
+  std::vector<const sim::Request*> r;
+  for (const auto& q : o.requests)
+    if (q.call == call && (path.empty() || q.path == path)) r.push_back(&q);
+  return r;
+}
+
 void BoardTest::SetUp() {
   char cwd[4096];
   old_cwd_ = getcwd(cwd, sizeof cwd) ? cwd : "/";
   char tmpl[] = "/tmp/tavtestXXXXXX";
   dir_ = mkdtemp(tmpl);
   ASSERT_EQ(chdir(dir_.c_str()), 0);
+  fresh_board();
+}
+
+sim::Board& BoardTest::fresh_board() {
+  tav::memmap_reset();
+  board_.reset();
   board_ = sim::make_default_board();
   // Tests never read the real standard input: the console starts empty.
   board_->set_console("");
   sim::install(board_.get());
+  return *board_;
 }
 
 void BoardTest::TearDown() {
   tav::memmap_reset();
-  sim::install(nullptr);
   board_.reset();
+  sim::install(nullptr);
   ASSERT_EQ(chdir(old_cwd_.c_str()), 0);
   std::string cmd = "rm -rf '" + dir_ + "'";
   ASSERT_EQ(system(cmd.c_str()), 0);
@@ -206,6 +220,21 @@ Proc shell(const std::string& cmd) {
 std::string first_line(const std::string& cmd) {
   std::string s = shell(cmd).out;
   return s.substr(0, s.find('\n'));
+}
+
+std::string loop_unavailable() {
+  if (geteuid() != 0) return "attaching a loop device needs root";
+  if (first_line("losetup -f 2>/dev/null").empty()) return "no free loop device (losetup -f)";
+  return "";
+}
+
+std::string attach_loop(const std::string& image) { return first_line("losetup -f --show " + image + " 2>/dev/null"); }
+
+void detach_loop(const std::string& dev) { shell("losetup -d " + dev + " 2>/dev/null"); }
+
+void FactoryDirTest::SetUp() {
+  dir_.link("tav_factory", TAV_FACTORY_PATH);
+  dir_.link("tav_factory_sim", TAV_FACTORY_SIM_PATH);
 }
 
 }  // namespace tavtest

@@ -29,6 +29,14 @@ using Entry = int (*)(int, char**);
 
 Outcome run(sim::Board& board, Entry entry, const std::vector<std::string>& words);
 
+// The requests of one call (on path, when given) the run made, in order.
+std::vector<const sim::Request*> requests_of(const Outcome& o, sim::Call call, const std::string& path = "");
+
+inline bool starts_with(const std::string& s, const std::string& head) { return s.compare(0, head.size(), head) == 0; }
+inline bool ends_with(const std::string& s, const std::string& tail) {
+  return s.size() >= tail.size() && s.compare(s.size() - tail.size(), tail.size(), tail) == 0;
+}
+
 // Captures stdout and stderr around fn.
 void run_capture(const std::function<void()>& fn, std::string* out, std::string* err);
 
@@ -39,6 +47,10 @@ class BoardTest : public ::testing::Test {
   void TearDown() override;
   tavtest::Outcome run(Entry entry, const std::vector<std::string>& words) { return tavtest::run(*board_, entry, words); }
   sim::Board& board() { return *board_; }
+  // Replaces the board with a new default one, as a new process would find
+  // it. The old board ends while still installed: threads a run left behind
+  // end with it and must not find the backend gone.
+  sim::Board& fresh_board();
   const std::string& dir() const { return dir_; }
 
  private:
@@ -85,5 +97,22 @@ Proc run_process(const TempDir& dir, const std::string& name, const std::vector<
 // A shell command's standard output and status; and its first line alone.
 Proc shell(const std::string& cmd);
 std::string first_line(const std::string& cmd);
+
+// Why this machine cannot attach a loop device, or "" when it can.
+std::string loop_unavailable();
+// The loop device now over image, or "" when losetup refused.
+std::string attach_loop(const std::string& image);
+void detach_loop(const std::string& dev);
+
+// The built tav_factory and its simulated-board build, linked into a
+// scratch directory the programs start from.
+class FactoryDirTest : public ::testing::Test {
+ protected:
+  void SetUp() override;
+  Proc start(const std::string& name, const std::vector<std::string>& args, const std::string& input = "") {
+    return run_process(dir_, name, args, {"LC_ALL=C"}, input);
+  }
+  TempDir dir_;
+};
 
 }  // namespace tavtest

@@ -1,15 +1,10 @@
 // tav_factory started as a real process: the runner's own behaviour on the
-// built program, the items through their link names on the simulated-board
-// build, and the menu typed on a real pseudo-terminal.
-#include <fcntl.h>
+// built program, and the items through their link names on the
+// simulated-board build.
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <signal.h>
 #include <sys/stat.h>
-#include <termios.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <string>
 #include <vector>
 
@@ -17,24 +12,11 @@
 
 namespace {
 
+using tavtest::ends_with;
 using tavtest::Proc;
+using tavtest::starts_with;
 
-bool starts_with(const std::string& s, const std::string& head) { return s.compare(0, head.size(), head) == 0; }
-bool ends_with(const std::string& s, const std::string& tail) {
-  return s.size() >= tail.size() && s.compare(s.size() - tail.size(), tail.size(), tail) == 0;
-}
-
-class FactoryProcess : public ::testing::Test {
- protected:
-  void SetUp() override {
-    dir_.link("tav_factory", TAV_FACTORY_PATH);
-    dir_.link("tav_factory_sim", TAV_FACTORY_SIM_PATH);
-  }
-  Proc start(const std::string& name, const std::vector<std::string>& args, const std::string& input = "") {
-    return tavtest::run_process(dir_, name, args, {"LC_ALL=C"}, input);
-  }
-  tavtest::TempDir dir_;
-};
+using FactoryProcess = tavtest::FactoryDirTest;
 
 // The whole usage text is the runner's (asserted there); here the real
 // table's run-all items follow it, the run-once watchdog left out.

@@ -1,12 +1,9 @@
-// The eMMC and USB items as real processes: on the simulated-board build, and
-// on the host build against loop devices standing in for the board's nodes.
+// The eMMC and USB items as real processes on the host build, against loop
+// devices standing in for the board's nodes.
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -14,31 +11,16 @@
 
 namespace {
 
+using tavtest::ends_with;
 using tavtest::Proc;
+using tavtest::shell;
+using tavtest::starts_with;
 
 constexpr long kMiB = 1 << 20;
 const std::string kEmmcSteps =
     "eMMC read...\nok\neMMC write...\nok\neMMC data check...\nok\neMMC write back...\nok\n\n";
 const std::string kHashes(25, '#');
 const std::string kOthersMissing = "没有发现USB[/dev/h_msb]\n没有发现USB[/dev/h_msc]\nUSB[/dev/h_msc]测试完毕.\n\n";
-
-bool starts_with(const std::string& s, const std::string& head) { return s.compare(0, head.size(), head) == 0; }
-bool ends_with(const std::string& s, const std::string& tail) {
-  return s.size() >= tail.size() && s.compare(s.size() - tail.size(), tail.size(), tail) == 0;
-}
-
-// Output and status of a shell command.
-using tavtest::first_line;
-using tavtest::shell;
-
-class FlashUsbProcess : public ::testing::Test {
- protected:
-  void SetUp() override {
-    dir_.link("tav_factory", TAV_FACTORY_PATH);
-    dir_.link("tav_factory_sim", TAV_FACTORY_SIM_PATH);
-  }
-  tavtest::TempDir dir_;
-};
 
 // A command line for the built program, behind the emulator in a cross build.
 std::string emulated(const std::string& program) {
@@ -47,15 +29,15 @@ std::string emulated(const std::string& program) {
 }
 
 // A loop device over an image file; skipped where the machine does not allow one.
-class FlashUsbLoop : public FlashUsbProcess {
+class FlashUsbLoop : public tavtest::FactoryDirTest {
  protected:
   void SetUp() override {
-    FlashUsbProcess::SetUp();
-    if (geteuid() != 0) GTEST_SKIP() << "attaching a loop device needs root";
-    if (first_line("losetup -f 2>/dev/null").empty()) GTEST_SKIP() << "no free loop device (losetup -f)";
+    FactoryDirTest::SetUp();
+    std::string why = tavtest::loop_unavailable();
+    if (!why.empty()) GTEST_SKIP() << why;
   }
   void TearDown() override {
-    if (!loop_.empty()) shell("losetup -d " + loop_ + " 2>/dev/null");
+    if (!loop_.empty()) tavtest::detach_loop(loop_);
   }
   // Attaches an image of this many bytes, every byte fill.
   bool attach(long bytes, unsigned char fill) {
@@ -66,11 +48,11 @@ class FlashUsbLoop : public FlashUsbProcess {
     for (long done = 0; done < bytes; done += kMiB)
       if (::write(fd, block.data(), kMiB) != kMiB) return false;
     ::close(fd);
-    loop_ = first_line("losetup -f --show " + image_ + " 2>/dev/null");
+    loop_ = tavtest::attach_loop(image_);
     return !loop_.empty();
   }
   void detach() {
-    shell("losetup -d " + loop_);
+    tavtest::detach_loop(loop_);
     loop_.clear();
   }
   std::string map(const std::string& node) {

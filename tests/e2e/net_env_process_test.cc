@@ -3,7 +3,6 @@
 // driver, and the PHY tool against real interfaces in a private network
 // namespace where the machine allows one.
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <string>
@@ -15,17 +14,7 @@ namespace {
 
 using tavtest::Proc;
 
-class NetEnvProcess : public ::testing::Test {
- protected:
-  void SetUp() override {
-    dir_.link("tav_factory", TAV_FACTORY_PATH);
-    dir_.link("tav_factory_sim", TAV_FACTORY_SIM_PATH);
-  }
-  Proc start(const std::string& name, const std::vector<std::string>& args, const std::string& input = "") {
-    return tavtest::run_process(dir_, name, args, {"LC_ALL=C"}, input);
-  }
-  tavtest::TempDir dir_;
-};
+using NetEnvProcess = tavtest::FactoryDirTest;
 
 TEST_F(NetEnvProcess, items_through_links_on_the_simulated_board) {
   for (const char* name :
@@ -56,7 +45,7 @@ TEST_F(NetEnvProcess, items_through_links_on_the_simulated_board) {
   EXPECT_EQ(start("tav_factory_sim", {"fan", "101"}).out, "Please input pwm duty from (0~100)\n");
 }
 
-// Runs script in a fresh network namespace, or says why it cannot.
+// Says why this machine gives the test no private network namespace.
 bool namespace_unavailable(std::string* why) {
   if (geteuid() != 0) {
     *why = "needs root for a private network namespace";
@@ -66,7 +55,7 @@ bool namespace_unavailable(std::string* why) {
     *why = "needs unshare and ip";
     return true;
   }
-  if (system("/usr/bin/unshare -n /bin/true >/dev/null 2>&1") != 0) {
+  if (tavtest::shell("/usr/bin/unshare -n /bin/true >/dev/null 2>&1").status != 0) {
     *why = "this machine refuses a private network namespace";
     return true;
   }

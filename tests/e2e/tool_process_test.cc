@@ -4,7 +4,6 @@
 // file as its physical memory and answers the ioctls itself.
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 

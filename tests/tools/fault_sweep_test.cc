@@ -16,6 +16,7 @@
 
 namespace {
 
+using tavtest::ends_with;
 using tavtest::Outcome;
 
 constexpr uint64_t kSec = 1000000000ull;
@@ -137,10 +138,6 @@ class FaultSweep : public tavtest::BoardTest, public ::testing::WithParamInterfa
     return r;
   }
 };
-
-bool ends_with(const std::string& s, const std::string& tail) {
-  return s.size() >= tail.size() && s.compare(s.size() - tail.size(), tail.size(), tail) == 0;
-}
 
 size_t count_ends(const std::string& s) {
   size_t ends = 0;

@@ -52,21 +52,24 @@ struct Case {
   int result;
 };
 
-void run_case(tavtest::Entry entry, const std::vector<std::string>& words, const Case& c,
-              const std::function<void(sim::Board&)>& after = nullptr) {
-  auto board = sim::make_default_board();
-  board->set_console("");
-  sim::install(board.get());
-  if (c.setup) c.setup(*board);
-  tavtest::Outcome o = tavtest::run(*board, entry, words);
-  EXPECT_EQ(o.out, c.out) << c.what;
-  EXPECT_EQ(o.result, c.result) << c.what;
-  EXPECT_EQ(o.open_descriptors, 0u) << c.what;
-  if (after) after(*board);
-  sim::install(nullptr);
-}
+class EnvRows : public tavtest::BoardTest {
+ protected:
+  // Each case on a fresh board.
+  void run_case(tavtest::Entry entry, const std::vector<std::string>& words, const Case& c,
+                const std::function<void(sim::Board&)>& after = nullptr) {
+    sim::Board& board = fresh_board();
+    if (c.setup) c.setup(board);
+    tavtest::Outcome o = run(entry, words);
+    EXPECT_EQ(o.out, c.out) << c.what;
+    EXPECT_EQ(o.result, c.result) << c.what;
+    EXPECT_EQ(o.open_descriptors, 0u) << c.what;
+    if (after) after(board);
+  }
+};
+using UbootEnv = EnvRows;
+using EncryptoTest = EnvRows;
 
-TEST(UbootEnv, VerdictsOverTheDriversBehaviour) {
+TEST_F(UbootEnv, VerdictsOverTheDriversBehaviour) {
   const std::string full_pass = rewrite() + "[07]: serverip: 192.168.1.100\n";
   const std::string bootargs_line = "bootargs:" + kBootargs + "\n";
   const Case cases[] = {
@@ -97,7 +100,7 @@ TEST(UbootEnv, VerdictsOverTheDriversBehaviour) {
   for (const Case& c : cases) run_case(tav::uboot_env_test, {"uboot_env"}, c);
 }
 
-TEST(EncryptoTest, PasswordRules) {
+TEST_F(EncryptoTest, PasswordRules) {
   const std::string usage = "\nusage: ./encrypto_test [passwd] ---- delete the passwd if no argument\n";
   struct Pw {
     std::vector<std::string> words;

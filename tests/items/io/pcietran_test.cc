@@ -1,5 +1,5 @@
-// The PCIe transfer test: arguments, and the ends playing on one board's
-// memory in board threads until virtual time has run long enough.
+// The PCIe transfer test: arguments, and a lone end playing on the board's
+// memory in a board thread until virtual time has run long enough.
 #include "items/io/pcietran.h"
 
 #include <gtest/gtest.h>
@@ -25,42 +25,30 @@ std::string dump(unsigned long long count, const char* byte) {
 
 class Pcie : public tavtest::BoardTest {
  protected:
-  struct End {
-    std::vector<std::string> words;
-    std::vector<char*> argv;
-  };
   static void* run_end(void* p) {
-    auto* e = static_cast<End*>(p);
-    tav::pcietran_test(static_cast<int>(e->words.size()), e->argv.data());
+    auto* argv = static_cast<std::vector<char*>*>(p);
+    tav::pcietran_test(static_cast<int>(argv->size()) - 1, argv->data());
     return nullptr;
   }
-  // Starts each end in a board thread, 1 ms after the one before so their
-  // lines never mix, and lets virtual time run to ns after the first start.
-  // The ends are still waiting in a sleep when this returns and end with the
-  // board.
-  std::string play(const std::vector<std::vector<std::string>>& ends, uint64_t ns) {
-    for (const auto& words : ends) {
-      ends_.push_back(std::make_unique<End>());
-      End& e = *ends_.back();
-      e.words = words;
-      for (auto& w : e.words) e.argv.push_back(&w[0]);
-      e.argv.push_back(nullptr);
-    }
+  // Starts the end in a board thread and lets virtual time run ns. The end
+  // is still waiting in a sleep when this returns and ends with the board.
+  std::string play(const std::vector<std::string>& words, uint64_t ns) {
+    words_ = words;
+    for (auto& w : words_) argv_.push_back(&w[0]);
+    argv_.push_back(nullptr);
     std::string out, err;
     tavtest::run_capture(
         [&] {
-          for (size_t i = 0; i < ends_.size(); ++i) {
-            if (i > 0) board().clock().sleep_ns(kMs);
-            pthread_t t;
-            ASSERT_EQ(board().thread_create(&t, run_end, ends_[i].get()), 0);
-          }
-          board().clock().sleep_ns(ns - (ends_.size() - 1) * kMs);
+          pthread_t t;
+          ASSERT_EQ(board().thread_create(&t, run_end, &argv_), 0);
+          board().clock().sleep_ns(ns);
         },
         &out, &err);
     EXPECT_EQ(err, "");
     return out;
   }
-  std::vector<std::unique_ptr<End>> ends_;
+  std::vector<std::string> words_;
+  std::vector<char*> argv_;
 };
 
 TEST_F(Pcie, BadArgumentsPrintTheUsageOnStandardError) {
@@ -112,7 +100,7 @@ TEST_F(Pcie, AddressesAndMappingFailures) {
 
 TEST_F(Pcie, LoneEndsDumpTheAreaAboutEveryFiveSeconds) {
   // Send: its fill, 50 ms, then 101 failed looks of 50 ms each.
-  std::string out = play({{"pcietran", "send", "8c000000"}}, 10225 * kMs);
+  std::string out = play({"pcietran", "send", "8c000000"}, 10225 * kMs);
   EXPECT_EQ(out, " *******pcie send at 0x8c000000 *******\n" + dump(1, "5a") + dump(2, "5a"));
   EXPECT_EQ(board().mem().read32(kArea), 0x5A5A5A5Au);
 }

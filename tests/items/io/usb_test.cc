@@ -39,16 +39,6 @@ class Usb : public tavtest::BoardTest {
     board().add(path, s);
     return s;
   }
-  std::vector<sim::Request> calls(const Outcome& r, sim::Call c) {
-    std::vector<sim::Request> out;
-    for (auto& q : r.requests)
-      if (q.call == c) {
-        sim::Request head{q.call, q.path, q.request, q.length, {}};
-        head.bytes.assign(q.bytes.begin(), q.bytes.begin() + std::min<size_t>(q.bytes.size(), 16));
-        out.push_back(std::move(head));
-      }
-    return out;
-  }
 };
 
 TEST_F(Usb, healthy_stick_holds_the_seeded_pattern_and_is_unmounted) {
@@ -61,15 +51,15 @@ TEST_F(Usb, healthy_stick_holds_the_seeded_pattern_and_is_unmounted) {
   bool pattern = true;
   for (size_t i = 0; i < data.size() && pattern; ++i) pattern = data[i] == static_cast<uint8_t>(data[0] + i % kMiB);
   EXPECT_TRUE(pattern);
-  auto mounts = calls(r, sim::Call::Mount);
+  auto mounts = tavtest::requests_of(r, sim::Call::Mount);
   ASSERT_EQ(mounts.size(), 1u);
-  EXPECT_EQ(mounts[0].path, "/dev/h_msa");
-  EXPECT_EQ(mounts[0].request, 0u);
-  EXPECT_EQ(std::string(mounts[0].bytes.begin(), mounts[0].bytes.end()), "vfat");
-  auto opens = calls(r, sim::Call::Open);
+  EXPECT_EQ(mounts[0]->path, "/dev/h_msa");
+  EXPECT_EQ(mounts[0]->request, 0u);
+  EXPECT_EQ(std::string(mounts[0]->bytes.begin(), mounts[0]->bytes.end()), "vfat");
+  auto opens = tavtest::requests_of(r, sim::Call::Open);
   ASSERT_EQ(opens.size(), 1u);
-  EXPECT_EQ(opens[0].path, "/mnt/usbtest.dat");
-  EXPECT_EQ(opens[0].request, static_cast<unsigned long>(O_RDWR | O_CREAT | O_TRUNC | O_DIRECT));
+  EXPECT_EQ(opens[0]->path, "/mnt/usbtest.dat");
+  EXPECT_EQ(opens[0]->request, static_cast<unsigned long>(O_RDWR | O_CREAT | O_TRUNC | O_DIRECT));
   EXPECT_TRUE(board().mounts().empty());
   EXPECT_EQ(r.open_descriptors, 0u);
 }
@@ -92,9 +82,9 @@ TEST_F(Usb, refused_mount_tries_the_same_name_again_and_goes_on) {
     board().fail({sim::Call::Mount, "/dev/h_msa", 0, c.nth, EIO});
     Outcome r = run(tav::usb_test, {});
     EXPECT_EQ(r.out, kStart + c.body + kOkA + kOthersMissing) << c.name;
-    auto mounts = calls(r, sim::Call::Mount);
+    auto mounts = tavtest::requests_of(r, sim::Call::Mount);
     ASSERT_EQ(mounts.size(), 2u) << c.name;
-    EXPECT_EQ(mounts[1].path, "/dev/h_msa") << c.name;
+    EXPECT_EQ(mounts[1]->path, "/dev/h_msa") << c.name;
   }
 }
 

@@ -37,7 +37,7 @@ struct Case {
   int result;
 };
 
-TEST(PhyTool, SubCommands) {
+TEST_F(Phy, SubCommands) {
   const Prepare none = [](sim::Board&, sim::MiiSocket&) {};
   auto fail = [](unsigned long request, int nth, int err) {
     return [=](sim::Board& b, sim::MiiSocket&) { b.fail({sim::Call::Ioctl, "", request, nth, err}); };
@@ -67,15 +67,13 @@ TEST(PhyTool, SubCommands) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
-    auto board = sim::make_default_board();
-    sim::install(board.get());
-    c.setup(*board, *std::dynamic_pointer_cast<sim::MiiSocket>(board->device("socket:" + std::to_string(AF_INET))));
-    tavtest::Outcome o = tavtest::run(*board, tav::phy_tool, c.words);
+    sim::Board& board = fresh_board();
+    c.setup(board, net());
+    tavtest::Outcome o = run(tav::phy_tool, c.words);
     EXPECT_EQ(o.out, c.out);
     EXPECT_EQ(o.result, c.result);
     EXPECT_FALSE(o.exited);
     EXPECT_EQ(o.open_descriptors, 0u);
-    sim::install(nullptr);
   }
 }
 

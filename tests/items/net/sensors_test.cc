@@ -24,21 +24,21 @@ struct Case {
   int result;
 };
 
-// Runs one case on a fresh board; console is what the operator types.
-void check(const Case& c, const std::string& console = "",
-           const std::function<void(sim::Board&)>& after = nullptr) {
-  auto board = sim::make_default_board();
-  board->set_console(console);
-  sim::install(board.get());
-  c.setup(*board);
-  tavtest::Outcome o = tavtest::run(*board, c.entry, c.words);
-  EXPECT_EQ(o.out, c.out) << c.what;
-  EXPECT_EQ(o.err, c.err) << c.what;
-  EXPECT_EQ(o.result, c.result) << c.what;
-  EXPECT_EQ(o.open_descriptors, 0u) << c.what;
-  if (after) after(*board);
-  sim::install(nullptr);
-}
+class SmallDrivers : public tavtest::BoardTest {
+ protected:
+  // Runs one case on a fresh board; console is what the operator types.
+  void check(const Case& c, const std::string& console = "", const std::function<void(sim::Board&)>& after = nullptr) {
+    sim::Board& board = fresh_board();
+    board.set_console(console);
+    c.setup(board);
+    tavtest::Outcome o = run(c.entry, c.words);
+    EXPECT_EQ(o.out, c.out) << c.what;
+    EXPECT_EQ(o.err, c.err) << c.what;
+    EXPECT_EQ(o.result, c.result) << c.what;
+    EXPECT_EQ(o.open_descriptors, 0u) << c.what;
+    if (after) after(board);
+  }
+};
 
 const Prepare kAsIs = [](sim::Board&) {};
 
@@ -53,7 +53,7 @@ Prepare missing(const char* path) {
 const std::string kNasStart = "测试NAS异常处理内核删除操作功能测试开始\nPlease input nfs path[default:/mnt/test]:";
 const std::string kNasEnd = "Kill the nfs path done.\n测试NAS异常处理内核删除操作功能测试完毕\n";
 
-TEST(SmallDrivers, NasKillSendsTheTypedPath) {
+TEST_F(SmallDrivers, NasKillSendsTheTypedPath) {
   struct Nas {
     const char* what;
     std::string typed;
@@ -83,7 +83,7 @@ TEST(SmallDrivers, NasKillSendsTheTypedPath) {
   }
 }
 
-TEST(SmallDrivers, TemperatureAndFan) {
+TEST_F(SmallDrivers, TemperatureAndFan) {
   const std::string fan_usage =
       "Input format error !\nGet pwm duty: ./pwm_test\nSet pwm duty: ./pwm_test [count(0-100)]\n";
   const Case cases[] = {

@@ -38,13 +38,6 @@ struct Case {
 class Switch : public tavtest::BoardTest {
  protected:
   sim::SwitchDevice& sw() { return *sim::switch_driver(board()); }
-  // The records the run sent to the switch.
-  static std::vector<sim::Request> sent(const tavtest::Outcome& o) {
-    std::vector<sim::Request> r;
-    for (const auto& q : o.requests)
-      if (q.call == sim::Call::Ioctl && q.path == tav::kSwitchPath) r.push_back(q);
-    return r;
-  }
 };
 
 TEST_F(Switch, EveryCommandsRecordAndReport) {
@@ -90,12 +83,12 @@ TEST_F(Switch, EveryCommandsRecordAndReport) {
     EXPECT_EQ(o.out, c.out);
     EXPECT_EQ(o.result, 0);
     EXPECT_EQ(o.open_descriptors, 0u);
-    auto reqs = sent(o);
+    auto reqs = tavtest::requests_of(o, sim::Call::Ioctl, tav::kSwitchPath);
     ASSERT_EQ(reqs.size(), 1u);
-    EXPECT_EQ(reqs[0].request, c.request);
+    EXPECT_EQ(reqs[0]->request, c.request);
     std::vector<uint8_t> want(c.size, 0);
     for (const auto& kv : c.sent) want[kv.first] = kv.second;
-    EXPECT_EQ(reqs[0].bytes, want);
+    EXPECT_EQ(reqs[0]->bytes, want);
   }
   EXPECT_EQ(sw().vlan_sets, 2);
   ASSERT_EQ(sw().modes.size(), 3u);

@@ -101,19 +101,19 @@ class DiskPerfLoop : public ::testing::Test {
  protected:
   void SetUp() override {
     sys::set_backend(nullptr);
-    if (geteuid() != 0) GTEST_SKIP() << "attaching a loop device needs root";
-    if (!tavtest::first_line("losetup -f 2>/dev/null").size()) GTEST_SKIP() << "no free loop device (losetup -f)";
+    std::string why = tavtest::loop_unavailable();
+    if (!why.empty()) GTEST_SKIP() << why;
     char name[] = "/var/tmp/tavloopXXXXXX";
     int fd = mkstemp(name);
     ASSERT_GE(fd, 0);
     file_ = name;
     ASSERT_EQ(ftruncate(fd, off_t{2} << 30), 0);
     ::close(fd);
-    dev_ = tavtest::first_line("losetup -f --show " + file_ + " 2>/dev/null");
+    dev_ = tavtest::attach_loop(file_);
     if (dev_.empty()) GTEST_SKIP() << "losetup could not attach " << file_ << " here";
   }
   void TearDown() override {
-    if (!dev_.empty()) tavtest::first_line("losetup -d " + dev_);
+    if (!dev_.empty()) tavtest::detach_loop(dev_);
     if (!file_.empty()) unlink(file_.c_str());
   }
   std::string file_;

@@ -28,14 +28,14 @@ std::string passed(const char* write_speed, const char* read_speed) {
 class Emmc : public tavtest::BoardTest {
  protected:
   std::shared_ptr<sim::BlockDevice> emmc() {
-    return std::static_pointer_cast<sim::BlockDevice>(board().device(sim::kEmmcPath));
+    return std::static_pointer_cast<sim::BlockDevice>(board().device(tav::kEmmcNode));
   }
   // A fresh part of this size in place of the default one.
   std::shared_ptr<sim::BlockDevice> replace(uint64_t bytes) {
     auto dev = std::make_shared<sim::BlockDevice>(board().clock(), bytes, sim::kEmmcRate);
     dev->keep_data();
-    board().remove(sim::kEmmcPath);
-    board().add(sim::kEmmcPath, dev);
+    board().remove(tav::kEmmcNode);
+    board().add(tav::kEmmcNode, dev);
     return dev;
   }
 };
@@ -57,11 +57,8 @@ TEST_F(Emmc, healthy_part_is_left_erased_around_untouched_bytes) {
   EXPECT_TRUE(got == want);
   // Pattern, then erase: twenty writes, each followed by its flush.
   EXPECT_EQ(dev->flushes(), 20u);
-  std::vector<const sim::Request*> writes, opens;
-  for (auto& q : r.requests) {
-    if (q.call == sim::Call::Write) writes.push_back(&q);
-    if (q.call == sim::Call::Open) opens.push_back(&q);
-  }
+  auto writes = tavtest::requests_of(r, sim::Call::Write);
+  auto opens = tavtest::requests_of(r, sim::Call::Open);
   ASSERT_EQ(writes.size(), 20u);
   EXPECT_TRUE(writes[0]->bytes == std::vector<uint8_t>(kMiB, 0x55));
   EXPECT_TRUE(writes[19]->bytes == std::vector<uint8_t>(kMiB, 0xFF));
@@ -79,19 +76,19 @@ TEST_F(Emmc, faults_show_only_through_the_data_check) {
     sim::Fault fault;
     std::string out;
   } cases[] = {
-      {"flush fails", {sim::Call::Ioctl, sim::kEmmcPath, tav::BLKFLSBUF, 0, EIO}, passed("40.00", "40.00")},
-      {"seeks fail", {sim::Call::Lseek, sim::kEmmcPath, 0, 0, EIO}, kSteps + "failed((null):-5)\n" + kFailedTail},
+      {"flush fails", {sim::Call::Ioctl, tav::kEmmcNode, tav::BLKFLSBUF, 0, EIO}, passed("40.00", "40.00")},
+      {"seeks fail", {sim::Call::Lseek, tav::kEmmcNode, 0, 0, EIO}, kSteps + "failed((null):-5)\n" + kFailedTail},
       {"short writes",
-       {sim::Call::Write, sim::kEmmcPath, 0, 0, EIO, 4096},
+       {sim::Call::Write, tav::kEmmcNode, 0, 0, EIO, 4096},
        kSteps + "failed((null):0)\n" + kFailedTail},
       {"check read empty",
-       {sim::Call::Read, sim::kEmmcPath, kRead, 11, EIO, 0},
+       {sim::Call::Read, tav::kEmmcNode, kRead, 11, EIO, 0},
        kSteps + "failed((null):0)\n" + kFailedTail},
       {"first check read fails",
-       {sim::Call::Read, sim::kEmmcPath, kRead, 11, EIO},
+       {sim::Call::Read, tav::kEmmcNode, kRead, 11, EIO},
        kSteps + "failed((null):-5)\n" + kFailedTail},
       // The area still holds the block before, which matches.
-      {"later check read fails", {sim::Call::Read, sim::kEmmcPath, kRead, 12, EIO}, passed("40.00", "40.00")},
+      {"later check read fails", {sim::Call::Read, tav::kEmmcNode, kRead, 12, EIO}, passed("40.00", "40.00")},
   };
   for (auto& c : cases) {
     board().clear_faults();

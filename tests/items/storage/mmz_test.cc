@@ -37,11 +37,7 @@ std::string normalise(std::string out) {
 
 class Mmz : public tavtest::BoardTest {
  protected:
-  void SetUp() override {
-    BoardTest::SetUp();
-    zone_ = sim::mmz_zone(board());
-  }
-  std::shared_ptr<sim::MmzZone> zone_;
+  sim::MmzZone& zone() { return *sim::mmz_zone(board()); }
 };
 
 TEST_F(Mmz, FillsTheBlockTwiceThroughBothDevicesAndFreesIt) {
@@ -50,7 +46,7 @@ TEST_F(Mmz, FillsTheBlockTwiceThroughBothDevicesAndFreesIt) {
   EXPECT_EQ(normalise(o.out), kAllocated + kMapped);
   EXPECT_EQ(o.result, 0);
   EXPECT_EQ(o.open_descriptors, 0u);
-  EXPECT_TRUE(zone_->blocks.empty());
+  EXPECT_TRUE(zone().blocks.empty());
   // The last of each 10000 fills is 0x55.
   std::vector<uint8_t> mem(kMiB);
   board().mem().read(kPhys, mem.data(), mem.size());
@@ -82,11 +78,11 @@ TEST_F(Mmz, FillsTheBlockTwiceThroughBothDevicesAndFreesIt) {
   memcpy(&m, bytes[tav::MMZ_FREE].data(), sizeof m);
   EXPECT_EQ(m.phys_addr, kPhys);
   EXPECT_EQ(m.size, 0u);
-  ASSERT_EQ(zone_->memdev_flushes.size(), 1u);
-  EXPECT_NE(zone_->memdev_flushes[0].vir_addr, 0u);
-  EXPECT_EQ(zone_->memdev_flushes[0].phys_addr, kPhys);
-  EXPECT_EQ(zone_->memdev_flushes[0].size, kMiB);
-  EXPECT_EQ(zone_->cache_flushes, 1);
+  ASSERT_EQ(zone().memdev_flushes.size(), 1u);
+  EXPECT_NE(zone().memdev_flushes[0].vir_addr, 0u);
+  EXPECT_EQ(zone().memdev_flushes[0].phys_addr, kPhys);
+  EXPECT_EQ(zone().memdev_flushes[0].size, kMiB);
+  EXPECT_EQ(zone().cache_flushes, 1);
 }
 
 TEST_F(Mmz, FailuresAreReportedAndTheBlockIsAlwaysFreed) {
@@ -99,40 +95,44 @@ TEST_F(Mmz, FailuresAreReportedAndTheBlockIsAlwaysFreed) {
     bool zero_phys;
     std::string out;
     int result;
+    bool freed;
   } cases[] = {
       {"no zone device",
        {sim::Call::Open, tav::kMmzPath, 0, 0, ENOENT},
        false,
        "open \"/dev/mmz_userdev\" failed(-2)\n",
-       -1},
-      {"allocation fails", io(tav::MMZ_ALLOC, ENOMEM), false, "malloc failed(-12)\nmalloc failed\n", -12},
-      {"physical address 0", {}, true, report("0x0", "0x0", "MAP_PRIVATE", "0x0") + "map failed\n", -12},
-      {"attribute read fails", io(tav::MMZ_GET_ATTR, EIO), false, kAllocated + "get attr failed(-5)\n" + kMapped, 0},
+       -1,
+       false},
+      {"allocation fails", io(tav::MMZ_ALLOC, ENOMEM), false, "malloc failed(-12)\nmalloc failed\n", -12, false},
+      {"physical address 0", {}, true, report("0x0", "0x0", "MAP_PRIVATE", "0x0") + "map failed\n", -12, true},
+      {"attribute read fails", io(tav::MMZ_GET_ATTR, EIO), false, kAllocated + "get attr failed(-5)\n" + kMapped, 0,
+       true},
       {"memory device missing",
        {sim::Call::Open, tav::kMemdevPath, 0, 1, ENOENT},
        false,
        kAllocated + kMapped + "open \"/dev/mmz_userdev\" failed(-2)\n",
-       -12},
+       -12,
+       true},
       {"memory device map fails",
        {sim::Call::Mmap, tav::kMemdevPath, 0, 0, ENOMEM},
        false,
        kAllocated + kMapped + "map failed\n",
-       -12},
+       -12,
+       true},
   };
   for (const auto& c : cases) {
     board().clear_faults();
     if (c.fault.call != sim::Call::Any) board().fail(c.fault);
-    zone_->zero_phys = c.zero_phys;
+    zone().zero_phys = c.zero_phys;
     Outcome o = run(tav::mmz_test, {});
     EXPECT_EQ(normalise(o.out), c.out) << c.name;
     EXPECT_EQ(o.result, c.result) << c.name;
     EXPECT_EQ(o.open_descriptors, 0u) << c.name;
     bool freed = false;
     for (const auto& q : o.requests) freed |= q.call == sim::Call::Ioctl && q.request == tav::MMZ_FREE;
-    const bool allocated = c.result != -1 && c.fault.request != tav::MMZ_ALLOC;
-    EXPECT_EQ(freed, allocated) << c.name;
-    if (allocated && c.fault.request != tav::MMZ_FREE) {
-      EXPECT_TRUE(zone_->blocks.empty()) << c.name;
+    EXPECT_EQ(freed, c.freed) << c.name;
+    if (c.freed) {
+      EXPECT_TRUE(zone().blocks.empty()) << c.name;
     }
   }
 }

@@ -27,17 +27,13 @@ const std::string kUsage =
 
 class Mtd : public tavtest::BoardTest {
  protected:
-  void SetUp() override {
-    BoardTest::SetUp();
-    flash_ = sim::nand_flash(board());
-  }
+  sim::NandFlash& flash() { return *sim::nand_flash(board()); }
   // Bytes the tool sent with request on the control device.
   static std::vector<uint8_t> sent(const Outcome& o, unsigned long request) {
     for (const auto& q : o.requests)
       if (q.call == sim::Call::Ioctl && q.request == request) return q.bytes;
     return {};
   }
-  std::shared_ptr<sim::NandFlash> flash_;
 };
 
 TEST_F(Mtd, ReportsOfTheHealthyBoard) {
@@ -74,11 +70,11 @@ TEST_F(Mtd, ProtectionWords) {
       {"lo", true, false},      {"off", true, true},  {"unlocked", true, true},
   };
   for (const auto& c : cases) {
-    flash_->parts[3].locked = !c.locked;
+    flash().parts[3].locked = !c.locked;
     Outcome o = run(tav::mtd_test, {"mtd_test", "setpro", "3", c.word});
     std::string want = std::string(c.word) + " MTD3 successful\n";
     EXPECT_EQ(o.out, c.usage ? kUsage + want : want) << c.word;
-    EXPECT_EQ(flash_->parts[3].locked, c.locked) << c.word;
+    EXPECT_EQ(flash().parts[3].locked, c.locked) << c.word;
     EXPECT_EQ(sent(o, tav::TAVMTD_SET_PROTECT), (std::vector<uint8_t>{3, 0, 0, 0, !c.locked, 0, 0, 0})) << c.word;
   }
   // A locked partition refuses an erase and counts it.
@@ -99,7 +95,7 @@ TEST_F(Mtd, BadWordsAndMissingNumbersPrintTheUsage) {
     EXPECT_EQ(o.result, 0) << words[1];
     EXPECT_EQ(o.open_descriptors, 0u) << words[1];
   }
-  EXPECT_TRUE(flash_->parts[3].locked == false);
+  EXPECT_TRUE(flash().parts[3].locked == false);
   for (int argc : {0, 1}) {
     Outcome o = argc == 0 ? run(tav::mtd_test, {}) : run(tav::mtd_test, {"mtd_test"});
     EXPECT_EQ(o.out, kUsage);
@@ -128,13 +124,13 @@ TEST_F(Mtd, NandIdTellsTheRevisionByOob) {
     EXPECT_EQ(o.open_descriptors, 0u);
   }
   // A sixth byte that is not zero makes another part; so does any other OOB.
-  flash_->id = {0x2C, 0xDA, 0x90, 0x95, 0x06, 0x04, 0, 0};
+  flash().id = {0x2C, 0xDA, 0x90, 0x95, 0x06, 0x04, 0, 0};
   EXPECT_EQ(run(tav::nand_id_check, {}).out, "NAND_ID:2c da 90 95 6 4 0 0 \nThe flash is not MT29F2G08ABAEA flash\n");
   sim::set_nand_part(board(), sim::NandPart::NewRevision);
-  flash_->oob_size = 224;
+  flash().oob_size = 224;
   EXPECT_EQ(run(tav::nand_id_check, {}).out, id + "NAND_info:\n oob: 224B \n");
   // Eight bytes without a zero end are read no further than the driver filled.
-  flash_->id = {0x2C, 0xDA, 0x90, 0x95, 0x06, 0x01, 0x02, 0x03};
+  flash().id = {0x2C, 0xDA, 0x90, 0x95, 0x06, 0x01, 0x02, 0x03};
   EXPECT_EQ(run(tav::nand_id_check, {}).out, "NAND_ID:2c da 90 95 6 1 2 3 \nThe flash is not MT29F2G08ABAEA flash\n");
 }
 

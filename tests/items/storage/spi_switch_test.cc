@@ -107,19 +107,15 @@ TEST_F(SpiSwitch, ThreadsThatCannotStartOrBeJoined) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.line);
-    auto b = sim::make_default_board();
-    b->set_console("");
-    b->remove("/dev/mtdblock1");
-    sim::install(b.get());
-    b->fail(c.fault);
-    tavtest::Outcome o = tavtest::run(*b, tav::spi_switch, {"spi_switch"});
+    // The threads a row leaves running end with its board, replaced (or torn
+    // down) while still installed.
+    sim::Board& b = fresh_board();
+    b.remove("/dev/mtdblock1");
+    b.fail(c.fault);
+    tavtest::Outcome o = run(tav::spi_switch, {"spi_switch"});
     EXPECT_EQ(o.result, -1);
     EXPECT_EQ(count(o.out, c.line), 1u) << o.out.substr(0, 300);
     EXPECT_EQ(count(o.out, kEnd), 0u);
-    // The threads left running end with their board, which must still be
-    // the installed one while they do.
-    b.reset();
-    sim::install(nullptr);
   }
 }
 
