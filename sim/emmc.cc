@@ -7,7 +7,7 @@ namespace sim {
 void add_emmc(Board& board) {
   auto emmc = std::make_shared<BlockDevice>(board.clock(), kEmmcBytes, kEmmcRate);
   emmc->keep_data();
-  board.add(kEmmcPath, emmc);
+  board.add(tav::kEmmcNode, emmc);
 }
 
 }  // namespace sim

@@ -5,10 +5,10 @@
 #include <cstdint>
 
 #include "board.h"
+#include "items/storage/emmc.h"
 
 namespace sim {
 
-constexpr const char* kEmmcPath = "/dev/mmcblk0";
 constexpr uint64_t kEmmcBytes = uint64_t{15269888} * 512;  // an "8 GB" part
 constexpr uint64_t kEmmcRate = uint64_t{40} << 20;
 
