@@ -2,14 +2,14 @@
 #include <cstring>
 #include <vector>
 
+#include "common/basename.h"
 #include "factory/factory.h"
 
 namespace tav {
 
 int factory_main(int argc, char** argv) {
   if (argc < 1 || argv == nullptr || argv[0] == nullptr) return 0;
-  const char* slash = strrchr(argv[0], '/');
-  const char* base = slash != nullptr ? slash + 1 : argv[0];
+  const char* base = base_name(argv[0]);
   int rc;
   if (strncmp(base, kFactoryProgramName, strlen(kFactoryProgramName)) == 0) {
     rc = run_tests(argc, argv, kFactoryProgramName, kFactoryItems);

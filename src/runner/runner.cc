@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "common/basename.h"
 #include "sys/sys.h"
 #include "tools/options.h"
 
@@ -40,11 +41,6 @@ const struct option kLongOptions[] = {
 // '+': stop at the first word that is not an option, so an item's own
 // options reach it untouched.
 constexpr const char* kShortOptions = "+mc:iuvh";
-
-const char* base_of(const char* path) {
-  const char* slash = strrchr(path, '/');
-  return slash != nullptr ? slash + 1 : path;
-}
 
 void install_links(const char* program, const TestItem* items) {
   for (const TestItem* it = items; it->name != nullptr; ++it) {
@@ -145,7 +141,7 @@ void print_runner_usage(const char* program, const TestItem* items) {
 
 int run_tests(int argc, char** argv, const char* program, const TestItem* items) {
   if (argc < 1 || argv == nullptr || argv[0] == nullptr) return 0;
-  if (strncmp(base_of(argv[0]), program, strlen(program)) != 0) return 0;
+  if (strncmp(base_name(argv[0]), program, strlen(program)) != 0) return 0;
   // Several runs may share one process.
   optind = 0;
   opterr = 1;

@@ -1,5 +1,7 @@
 #include "tools/front.h"
 
+#include "common/basename.h"
+
 #include <cstdio>
 #include <cstring>
 
@@ -99,12 +101,6 @@ void tav_tool_personality(int argc, char** argv) {
 }
 
 }  // namespace
-
-const char* base_name(const char* path) {
-  if (path == nullptr) return "";
-  const char* slash = strrchr(path, '/');
-  return slash ? slash + 1 : path;
-}
 
 int tav_tool_main(int argc, char** argv) {
   putchar('\n');

@@ -10,9 +10,6 @@ constexpr const char* kToolProgramName = "tav_tool";
 // The board tools, in listing and install order, ended by a null name.
 extern const BoardToolEntry kBoardTools[];
 
-// The text after the last '/'.
-const char* base_name(const char* path);
-
 // The process entry: dispatch on the started name; always returns 0.
 int tav_tool_main(int argc, char** argv);
 

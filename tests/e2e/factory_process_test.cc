@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "harness.h"
+#include "items/items.h"
 
 namespace {
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "harness.h"
+#include "items/items.h"
 
 namespace {
 

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "harness.h"
+#include "items/items.h"
 
 namespace {
 

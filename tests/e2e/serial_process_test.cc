@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "harness.h"
+#include "items/items.h"
 
 namespace {
 

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "harness.h"
+#include "items/items.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 
 #include "factory/factory.h"
 #include "harness.h"
-#include "items/io/io_items.h"
+#include "items/items.h"
 #include "tools/front.h"
 #include "tools/tools.h"
 

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "items/io/io_items.h"
+#include "items/items.h"
 #include "items/io/tavio.h"
 #include "sys/sys.h"
 
@@ -183,6 +183,7 @@ void buzzer_switch(int state) {
 
 }  // namespace
 
+// item: alarm
 int alarm_test(int argc, char** argv) {
   bool board_necessary = false;
   bool manual = false;
@@ -245,6 +246,7 @@ int alarm_test(int argc, char** argv) {
   return 0;
 }
 
+// item: buzzer
 int buzzer_test(int, char**) {
   for (int i = 0; i < 3; ++i) {
     buzzer_switch(0);

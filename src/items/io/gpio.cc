@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "items/io/io_items.h"
+#include "items/items.h"
 #include "items/io/tavio.h"
 #include "items/item_options.h"
 #include "sys/sys.h"
@@ -36,6 +36,7 @@ static_assert(gpio_word(1, 4, 1) == 0xC001 && gpio_word(21, 0, 1) == 0x8015);
 
 }  // namespace
 
+// item: gpio
 int gpio_tool(int argc, char** argv) {
   bool option = scan_help_option(argc, argv);
   if (option || argc - optind < 2) {
@@ -72,6 +73,7 @@ int gpio_tool(int argc, char** argv) {
   return 0;
 }
 
+// item: pse
 int pse_test(int, char**) {
   puts("开始测试模拟PSE供电功能");
   int fd = sys::open(kTavioPath, O_RDWR);

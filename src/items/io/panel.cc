@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "items/io/io_items.h"
+#include "items/items.h"
 #include "items/io/tavio.h"
 #include "sys/sys.h"
 
@@ -271,6 +271,7 @@ int init_failed(int tavio) {
 
 }  // namespace
 
+// item: panel
 int panel_test(int, char**) {
   puts("面板测试开始");
   int tavio;
@@ -326,6 +327,7 @@ int panel_test(int, char**) {
   return finish(tavio, 0);
 }
 
+// item: keys
 int keys_test(int, char**) {
   g_panel.exit_flag.store(0);
   puts("面板输入ESC退出测试");

@@ -1,7 +1,7 @@
 // The PCIe transfer test: the send end writes 0x5A and waits for 0xA5, the
 // receive end the other way round, through 1280 bytes of physical memory
 // that both boards see over the link.
-#include "items/io/pcietran.h"
+#include "items/items.h"
 
 #include <getopt.h>
 
@@ -37,6 +37,7 @@ bool area_holds(const volatile uint8_t* area, uint8_t byte) {
 
 }  // namespace
 
+// item: pcietran
 int pcietran_test(int argc, char** argv) {
   bool option = scan_help_option(argc, argv);
   if (option || argc - optind < 2 || (strncmp(argv[optind], "send", 4) != 0 && strncmp(argv[optind], "recv", 4) != 0)) {

@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "items/io/io_items.h"
+#include "items/items.h"
 #include "items/io/tavio.h"
 #include "sys/sys.h"
 
@@ -50,10 +50,13 @@ void report_keyboard(const char* node) { printf("测试完毕, 存在kq3307t设�
 
 }  // namespace
 
+// item: hdmi
 int hdmi_detect(int, char**) { return display_detect(kHdmi); }
 
+// item: vga
 int vga_detect(int, char**) { return display_detect(kVga); }
 
+// item: reset
 int reset_detect(int, char**) {
   puts("reset detect ready, please press the reset key.");
   int fd = sys::open(kTavioPath, O_RDWR);
@@ -72,6 +75,7 @@ int reset_detect(int, char**) {
   return ret;
 }
 
+// item: joystick
 // A node that exists but will not answer is taken for the keyboard: the
 // station has always read it that way.
 int joystick_probe(int, char**) {
@@ -104,6 +108,7 @@ int joystick_probe(int, char**) {
   return 0;
 }
 
+// item: ir
 int ir_test(int, char**) {
   puts("请确认红外小板已经接入测试头!");
   int fd = sys::open(kTavirPath, O_RDWR);

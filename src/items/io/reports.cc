@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "items/io/io_items.h"
+#include "items/items.h"
 #include "items/io/tavio.h"
 #include "sys/sys.h"
 
@@ -99,6 +99,7 @@ void print_boot_param(const BootParam& p) {
 
 }  // namespace
 
+// item: bootparam
 int bootparam_report(int, char**) {
   puts("bootparam测试开始");
   int fd = sys::open(kTavioPath, O_RDWR);
@@ -125,6 +126,7 @@ int bootparam_report(int, char**) {
   return 0;
 }
 
+// item: cpld
 int cpld_report(int, char**) {
   puts("CPLD测试开始");
   int fd;

@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "items/io/io_items.h"
+#include "items/items.h"
 #include "items/io/tavio.h"
 #include "sys/sys.h"
 
@@ -198,6 +198,7 @@ int finish(int tavio) {
 
 }  // namespace
 
+// item: rs485
 int rs485_test(int, char**) {
   puts("RS485测试开始");
   int tavio;

@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "items/io/clock_devices.h"
-#include "items/io/io_items.h"
+#include "items/items.h"
 #include "sys/sys.h"
 
 namespace tav {
@@ -70,6 +70,7 @@ int watchdog_fail(int fd, const char* message) {
 
 }  // namespace
 
+// item: rtc
 int rtc_test(int, char**) {
   puts("\nRTC测试开始");
   int fd = sys::open(kRtcPath, O_RDWR);
@@ -93,6 +94,7 @@ int rtc_test(int, char**) {
   return 0;
 }
 
+// item: watchdog
 int watchdog_test(int, char**) {
   int fd = sys::open(kWatchdogPath, O_RDWR);
   if (fd < 0) {

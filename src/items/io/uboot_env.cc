@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "items/io/env.h"
-#include "items/io/io_items.h"
+#include "items/items.h"
 #include "sys/sys.h"
 
 namespace tav {
@@ -164,6 +164,7 @@ class EnvTest {
 
 }  // namespace
 
+// item: uboot_env
 int uboot_env_test(int, char**) {
   puts("\nUBOOT环境变量模块测试");
   memset(&g_key, 0, sizeof g_key);
@@ -184,6 +185,7 @@ int uboot_env_test(int, char**) {
   return result;
 }
 
+// item: encrypto_test
 int encrypto_test(int argc, char** argv) {
   EnvPassword record = {};
   if (argc < 2 || argv == nullptr || argv[1] == nullptr) {

@@ -7,7 +7,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "items/wall_clock.h"
+#include "common/stopwatch.h"
+#include "items/items.h"
 #include "sys/sys.h"
 
 namespace tav {
@@ -130,6 +131,7 @@ void test_mounted() {
 
 }  // namespace
 
+// item: usb
 int usb_test(int, char**) {
   puts("\nUSB测试开始");
   char dev[32] = {};

@@ -9,7 +9,4 @@ constexpr const char* kUsbNodeFormat = "/dev/h_ms%c";
 constexpr const char* kUsbMountPoint = "/mnt";
 constexpr const char* kUsbTestFile = "/mnt/usbtest.dat";
 
-// Always 0: the verdict is printed per stick.
-int usb_test(int argc, char** argv);
-
 }  // namespace tav

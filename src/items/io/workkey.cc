@@ -11,7 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "items/io/io_items.h"
+#include "items/items.h"
 #include "items/item_options.h"
 #include "sys/sys.h"
 
@@ -64,6 +64,7 @@ int store_in_file(DedStoredKey* key, bool reading) {
 
 }  // namespace
 
+// item: workkey
 int workkey_tool(int argc, char** argv) {
   bool decrypt = false;
   bool in_driver = false;

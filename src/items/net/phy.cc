@@ -8,7 +8,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "items/net/net_items.h"
+#include "items/items.h"
 #include "items/net/netif.h"
 #include "sys/sys.h"
 
@@ -170,6 +170,7 @@ constexpr PhyCommand kPhyCommands[] = {{"mdio", mdio}, {"reset", reset}, {"link"
 
 }  // namespace
 
+// item: phy
 int phy_tool(int argc, char** argv) {
   if (argc <= 1 || argv == nullptr || strcmp(argv[1], "-h") == 0) {
     phy_usage();

@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "items/net/net_items.h"
+#include "items/items.h"
 #include "sys/sys.h"
 
 namespace tav {
@@ -41,6 +41,7 @@ bool read_nas_path(char (&path)[kNasPathSize]) {
 
 }  // namespace
 
+// item: nas_kill
 int nas_kill_test(int, char**) {
   puts("测试NAS异常处理内核删除操作功能测试开始");
   char path[kNasPathSize] = {};
@@ -71,6 +72,7 @@ int nas_kill_test(int, char**) {
   return 0;
 }
 
+// item: temperature
 int temperature_tool(int argc, char** argv) {
   int fd = sys::open(kSensorPath, O_RDWR);
   if (fd < 0) {
@@ -93,6 +95,7 @@ int temperature_tool(int argc, char** argv) {
   return ret;
 }
 
+// item: fan
 int fan_tool(int argc, char** argv) {
   int fd = sys::open(kFanPath, O_RDWR);
   if (fd < 0) {

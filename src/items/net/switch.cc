@@ -9,7 +9,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "items/net/net_items.h"
+#include "items/items.h"
 #include "sys/sys.h"
 
 namespace tav {
@@ -301,6 +301,7 @@ constexpr SwitchCommandRow kSwitchCommands[] = {
 
 }  // namespace
 
+// item: switch
 int switch_tool(int argc, char** argv) {
   if (argc <= 1 || argv == nullptr || strcmp(argv[1], "-h") == 0) {
     switch_usage();

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "items/items.h"
 #include "items/storage/blkdev.h"
 #include "sys/sys.h"
 
@@ -230,6 +231,7 @@ uint64_t disk_speed_micro(uint64_t bytes, uint64_t usec) {
   return (rest * kMicro / usec) >> 20;
 }
 
+// item: disk_perf
 int disk_perf(int argc, char** argv) {
   puts("硬盘读写性能测试开始");
   if (argc < 7 || argv == nullptr) {

@@ -21,8 +21,6 @@ static_assert(offsetof(DiskPerfCmd, block_size) == 8 && offsetof(DiskPerfCmd, ra
                   offsetof(DiskPerfCmd, direct) == 32 && offsetof(DiskPerfCmd, path) == 33,
               "DiskPerfCmd layout");
 
-int disk_perf(int argc, char** argv);
-
 // Speed in MiB/s of bytes moved in usec microseconds, as an integer part and
 // a micro part. A zero time gives all ones and prints an ERROR line.
 uint64_t disk_speed_integer(uint64_t bytes, uint64_t usec);

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "items/io/tavio.h"
+#include "items/items.h"
 #include "items/storage/ata.h"
 #include "items/storage/storage_ctl.h"
 #include "sys/sys.h"
@@ -127,6 +128,7 @@ int version_date_report() {
   return rc;
 }
 
+// item: disk_scan
 int disk_scan(int, char**) {
   puts("硬盘扫描检测功能开始");
   int tavio = sys::open(kTavioPath, O_RDWR);

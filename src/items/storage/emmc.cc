@@ -1,5 +1,6 @@
 // eMMC test: read, write, check and erase the 10 MiB that end 1 MiB before
 // the end of the device, reporting both speeds.
+#include "items/items.h"
 #include "items/storage/emmc.h"
 
 #include <cerrno>
@@ -8,7 +9,7 @@
 #include <cstring>
 
 #include "items/storage/blkdev.h"
-#include "items/wall_clock.h"
+#include "common/stopwatch.h"
 #include "sys/sys.h"
 
 namespace tav {
@@ -44,6 +45,7 @@ int emmc_block_read(int fd, unsigned char* buf, long off) {
   return 0;
 }
 
+// item: emmc
 int emmc_test(int, char**) {
   int fd = sys::open(kEmmcNode, O_RDWR | O_DSYNC);
   if (fd < 0) {

@@ -11,7 +11,4 @@ constexpr long kEmmcBlock = 0x100000;
 int emmc_block_write(int fd, const unsigned char* buf, long off);
 int emmc_block_read(int fd, unsigned char* buf, long off);
 
-// Always 0: the verdict is the printed text.
-int emmc_test(int argc, char** argv);
-
 }  // namespace tav

@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "items/storage/flash_items.h"
+#include "items/items.h"
 #include "sys/sys.h"
 
 namespace tav {
@@ -104,6 +104,7 @@ int fill_through_mmz(MmbInfo& m, uint64_t phys) {
 
 }  // namespace
 
+// item: mmz
 int mmz_test(int, char**) {
   g_mmz_fd = sys::open(kMmzPath, O_RDWR);
   if (g_mmz_fd < 0) {

@@ -8,7 +8,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "items/storage/flash_items.h"
+#include "items/items.h"
 #include "sys/sys.h"
 
 namespace tav {
@@ -142,6 +142,7 @@ constexpr MtdCommand kMtdCommands[] = {
 
 }  // namespace
 
+// item: mtd_test
 int mtd_test(int argc, char** argv) {
   if (argc < 2 || argv == nullptr) {
     puts(kMtdUsage);
@@ -215,6 +216,7 @@ int check_nand(MtdInfoUser* info) {
 
 }  // namespace
 
+// item: nand_id
 int nand_id_check(int, char**) {
   auto* info = static_cast<MtdInfoUser*>(malloc(sizeof(MtdInfoUser)));
   if (info == nullptr) {

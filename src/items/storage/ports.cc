@@ -5,7 +5,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "items/console.h"
+#include "common/console.h"
+#include "items/items.h"
 #include "items/storage/storage_ctl.h"
 #include "sys/sys.h"
 
@@ -125,6 +126,7 @@ int get_ssd_index() {
   return result;
 }
 
+// item: sata_port
 int sata_port(int, char**) {
   int fd = sys::open(kStoragePath, O_RDWR);
   if (fd < 0) {
@@ -238,6 +240,7 @@ bool power_cycle(int stor, int hdpm, DiskEntry* table) {
 
 }  // namespace
 
+// item: disk_power
 int disk_power(int, char**) {
   puts("\n硬盘上下电测试开始");
   puts("请输入测试硬盘号，99表示测试所有存在的硬盘");

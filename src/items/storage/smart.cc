@@ -6,7 +6,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "items/console.h"
+#include "common/console.h"
+#include "items/items.h"
 #include "items/storage/ata.h"
 #include "items/storage/storage_ctl.h"
 #include "sys/sys.h"
@@ -154,6 +155,7 @@ int set_harddisk_standby(const char* path) {
   return rc;
 }
 
+// item: harddisk_info_test
 int harddisk_info_test(int, char**) {
   auto* name = static_cast<char*>(malloc(kNameSize));
   if (name == nullptr) {

@@ -13,6 +13,5 @@ struct SmartAttributeName {
 extern const SmartAttributeName kSmartAttributeNames[];
 
 int set_harddisk_standby(const char* path);
-int harddisk_info_test(int argc, char** argv);
 
 }  // namespace tav

@@ -1,6 +1,7 @@
 // SPI flash switch test: twenty threads keep the NOR busy through the boot
 // environment while twenty more rewrite the NAND's first megabyte, so the
 // controller must switch between the two chips all the time.
+#include "items/items.h"
 #include "items/storage/spi_switch.h"
 
 #include <cerrno>
@@ -162,6 +163,7 @@ bool join_all(const pthread_t (&ids)[kThreadsPerChip], const char* failure) {
 
 void set_spi_switch_rounds(int rounds) { g_rounds = rounds; }
 
+// item: spi_switch
 int spi_switch(int, char**) {
   puts("NAND FLASH和SPI NOR FLASH切换测试开始");
   pthread_t nor[kThreadsPerChip];

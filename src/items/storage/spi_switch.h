@@ -4,10 +4,6 @@
 
 namespace tav {
 
-// Returns the last join's result (0), or -1 when a thread cannot be
-// created or joined.
-int spi_switch(int argc, char** argv);
-
 // Rounds each thread makes. Tests shorten it: 20 threads rewriting a
 // megabyte 10000 times each is the board's load, not a unit test's.
 constexpr int kSpiSwitchRounds = 10000;

@@ -109,17 +109,9 @@ struct DiskEntry {
 int storage_scan(int fd, DiskEntry* table);
 // Port index of the SSD named in the controller's /proc file, or -1.
 int get_ssd_index();
-// The controller's error-request, reset-count and port-0 status records.
-int sata_port(int argc, char** argv);
-// Powers chosen disks down and up and checks that they vanish and return.
-int disk_power(int argc, char** argv);
-int disk_unlock(int argc, char** argv);
-// Which bays hold a disk, with model, size and the board's version date.
-int disk_scan(int argc, char** argv);
 // Model (24 bytes) and capacity in GiB of /dev/<name>; 0 or -1.
 int get_slot_info(const char* name, char* model, uint32_t* capacity);
 // The version date read from the date chip on I2C bus 0.
 int version_date_report();
-int hdbuffer(int argc, char** argv);
 
 }  // namespace tav

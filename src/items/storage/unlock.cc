@@ -6,8 +6,9 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "items/console.h"
+#include "common/console.h"
 #include "items/item_options.h"
+#include "items/items.h"
 #include "items/storage/ata.h"
 #include "items/storage/storage_ctl.h"
 #include "sys/sys.h"
@@ -42,6 +43,7 @@ int send_unlock(int fd, const uint8_t* password) {
 
 }  // namespace
 
+// item: disk_unlock
 int disk_unlock(int, char**) {
   printf("请输入块设备名称[非分区设备]:");
   fflush(stdout);
@@ -103,6 +105,7 @@ int disk_unlock(int, char**) {
   return rc;
 }
 
+// item: hdbuffer
 int hdbuffer(int argc, char** argv) {
   restart_option_scan();
   BufferRecord rec;

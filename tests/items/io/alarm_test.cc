@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "harness.h"
-#include "items/io/io_items.h"
+#include "items/items.h"
 #include "sim/tavio.h"
 
 namespace {

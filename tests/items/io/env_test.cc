@@ -8,7 +8,7 @@
 
 #include "harness.h"
 #include "items/io/env.h"
-#include "items/io/io_items.h"
+#include "items/items.h"
 #include "sim/env.h"
 
 namespace {

@@ -1,6 +1,6 @@
 // The PCIe transfer test: arguments, and a lone end playing on the board's
 // memory in a board thread until virtual time has run long enough.
-#include "items/io/pcietran.h"
+#include "items/items.h"
 
 #include <gtest/gtest.h>
 

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "harness.h"
-#include "items/io/io_items.h"
+#include "items/items.h"
 #include "sim/peripherals.h"
 #include "sim/tavio.h"
 

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "harness.h"
-#include "items/io/io_items.h"
+#include "items/items.h"
 #include "items/io/tavio.h"
 #include "sim/tavio.h"
 

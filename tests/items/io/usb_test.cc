@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "harness.h"
+#include "items/items.h"
 #include "sim/usb.h"
 
 namespace {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "harness.h"
-#include "items/io/io_items.h"
+#include "items/items.h"
 #include "items/io/workkey.h"
 #include "sim/ded.h"
 

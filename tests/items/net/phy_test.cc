@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "harness.h"
-#include "items/net/net_items.h"
+#include "items/items.h"
 #include "items/net/netif.h"
 #include "sim/mii.h"
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "harness.h"
-#include "items/net/net_items.h"
+#include "items/items.h"
 #include "items/net/sensors.h"
 #include "sim/net_drivers.h"
 

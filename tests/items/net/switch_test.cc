@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "harness.h"
-#include "items/net/net_items.h"
+#include "items/items.h"
 #include "items/net/switch.h"
 #include "sim/switch.h"
 

@@ -1,5 +1,6 @@
 // disk_perf on the simulated board: usage, parsing, capacity, per-thread
 // reports and sums, failing transfers, and the speed rule.
+#include "items/items.h"
 #include "items/storage/disk_perf.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,5 @@
 // The eMMC test and its block reader and writer, on the board's eMMC model.
+#include "items/items.h"
 #include "items/storage/emmc.h"
 
 #include <fcntl.h>

@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "harness.h"
-#include "items/storage/flash_items.h"
+#include "items/items.h"
 #include "sim/mmz.h"
 
 namespace {

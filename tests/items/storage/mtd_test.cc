@@ -9,7 +9,7 @@
 #include <thread>
 
 #include "harness.h"
-#include "items/storage/flash_items.h"
+#include "items/items.h"
 #include "sim/mtd.h"
 
 namespace {

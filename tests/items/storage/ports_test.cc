@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "harness.h"
+#include "items/items.h"
 #include "items/storage/storage_ctl.h"
 #include "sim/storage.h"
 

@@ -1,4 +1,5 @@
 // The standby test and the IDENTIFY and SMART report.
+#include "items/items.h"
 #include "items/storage/smart.h"
 
 #include <gtest/gtest.h>

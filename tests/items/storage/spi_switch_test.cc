@@ -10,6 +10,7 @@
 #include "harness.h"
 #include "items/io/env.h"
 #include "items/io/tavio.h"
+#include "items/items.h"
 #include "items/storage/spi_switch.h"
 #include "sim/env.h"
 #include "sim/mtd.h"

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "harness.h"
+#include "items/items.h"
 #include "items/storage/ata.h"
 #include "items/storage/storage_ctl.h"
 #include "sim/disk.h"
