@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "harness.h"
-#include "items/items.h"
 
 namespace {
 

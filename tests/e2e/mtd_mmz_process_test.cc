@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "harness.h"
-#include "items/items.h"
 
 namespace {
 

@@ -14,7 +14,6 @@
 #include <vector>
 
 #include "harness.h"
-#include "items/items.h"
 
 namespace {
 

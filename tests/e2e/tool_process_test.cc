@@ -12,7 +12,6 @@
 #include <vector>
 
 #include "harness.h"
-#include "items/items.h"
 
 namespace {
 

@@ -1,5 +1,4 @@
 // The ATA command layer: exact bytes on both transports, results and messages.
-#include "items/items.h"
 #include "items/storage/ata.h"
 
 #include <gtest/gtest.h>
