@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "host_util.h"
+#include "items/items.h"
 #include "items/io/usb.h"
 #include "items/storage/emmc.h"
 
@@ -115,6 +116,66 @@ std::string attach(const char* what, long mib, std::string* file) {
 
 bool mount_stick(const std::string& dev) { return mount(dev.c_str(), "/mnt", "ext2", 0, nullptr) == 0; }
 
+// The eMMC item beside fio on the same 10 MiB region, rounds alternating
+// which goes first.
+void emmc_rounds(const std::string& emmc) {
+  const std::string region = " --filename=" + emmc + " --size=10M --offset=" + std::to_string(kEmmcMiB - 11) + "M";
+  std::vector<double> ew, er, fw, fr, wf;
+  // An untimed pass of each, then the order alternates so neither
+  // always goes first on a shared machine.
+  capture("emmc");
+  fio("--rw=write --sync=dsync --fsync=1" + region, false, 10);
+  for (int round = 0; round < g_rounds; ++round) {
+    std::vector<double> s;
+    double w = 0, r = 0;
+    for (int turn = 0; turn < 2; ++turn) {
+      drop_caches();
+      if ((turn == 0) == (round % 2 == 0)) {
+        s = speeds(capture("emmc"));
+      } else {
+        w = fio("--rw=write --sync=dsync --fsync=1" + region, false, 10);
+        wf.push_back(w > 0 ? 10 / (10 / w + ten_flushes(emmc)) : 0);
+        drop_caches();
+        r = fio("--rw=read" + region, true, 10);
+      }
+    }
+    fw.push_back(w);
+    fr.push_back(r);
+    ew.push_back(s.size() == 2 ? s[0] : 0);
+    er.push_back(s.size() == 2 ? s[1] : 0);
+  }
+  report("emmc", "write", ew, fw);
+  report("emmc", "w+fl", ew, wf);
+  report("emmc", "read", er, fr);
+}
+
+// The USB item beside fio on a 25 MiB direct-I/O file of the stick on /mnt.
+void usb_rounds(const std::string& stick) {
+  std::vector<double> uw, ur, gw, gr;
+  const std::string file = " --filename=/mnt/fio.dat --size=25M --direct=1";
+  for (int round = 0; round < g_rounds; ++round) {
+    std::vector<double> s;
+    double w = 0, r = 0;
+    for (int turn = 0; turn < 2; ++turn) {
+      if (!mount_stick(stick)) break;
+      if ((turn == 0) == (round % 2 == 0)) {
+        s = speeds(capture("usb"));
+      } else {
+        w = fio("--rw=write" + file, false, 25);
+        r = fio("--rw=read" + file, true, 25);
+        unlink("/mnt/fio.dat");
+      }
+      umount("/mnt");  // the item unmounts itself but for its failure paths
+    }
+    gw.push_back(w);
+    gr.push_back(r);
+    uw.push_back(s.size() == 2 ? s[0] : 0);
+    ur.push_back(s.size() == 2 ? s[1] : 0);
+  }
+  report("usb", "write", uw, gw);
+  report("usb", "read", ur, gr);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -158,58 +219,8 @@ int main(int argc, char** argv) {
           "MiB/s; ratio = item / fio, median and range of the rounds' pairs; w+fl: fio's writes plus ten\n"
           "BLKFLSBUF requests timed beside them, as the item flushes after each block\n");
       printf("%-5s %-5s %10s %10s %7s %-16s\n", "item", "dir", "item", "fio", "ratio", "range");
-      const std::string region = " --filename=" + emmc + " --size=10M --offset=" + std::to_string(kEmmcMiB - 11) + "M";
-      std::vector<double> ew, er, fw, fr, wf;
-      // An untimed pass of each, then the order alternates so neither
-      // always goes first on a shared machine.
-      capture("emmc");
-      fio("--rw=write --sync=dsync --fsync=1" + region, false, 10);
-      for (int round = 0; round < g_rounds; ++round) {
-        std::vector<double> s;
-        double w = 0, r = 0;
-        for (int turn = 0; turn < 2; ++turn) {
-          drop_caches();
-          if ((turn == 0) == (round % 2 == 0)) {
-            s = speeds(capture("emmc"));
-          } else {
-            w = fio("--rw=write --sync=dsync --fsync=1" + region, false, 10);
-            wf.push_back(w > 0 ? 10 / (10 / w + ten_flushes(emmc)) : 0);
-            drop_caches();
-            r = fio("--rw=read" + region, true, 10);
-          }
-        }
-        fw.push_back(w);
-        fr.push_back(r);
-        ew.push_back(s.size() == 2 ? s[0] : 0);
-        er.push_back(s.size() == 2 ? s[1] : 0);
-      }
-      report("emmc", "write", ew, fw);
-      report("emmc", "w+fl", ew, wf);
-      report("emmc", "read", er, fr);
-
-      std::vector<double> uw, ur, gw, gr;
-      const std::string file = " --filename=/mnt/fio.dat --size=25M --direct=1";
-      for (int round = 0; round < g_rounds; ++round) {
-        std::vector<double> s;
-        double w = 0, r = 0;
-        for (int turn = 0; turn < 2; ++turn) {
-          if (!mount_stick(stick)) break;
-          if ((turn == 0) == (round % 2 == 0)) {
-            s = speeds(capture("usb"));
-          } else {
-            w = fio("--rw=write" + file, false, 25);
-            r = fio("--rw=read" + file, true, 25);
-            unlink("/mnt/fio.dat");
-          }
-          umount("/mnt");  // the item unmounts itself but for its failure paths
-        }
-        gw.push_back(w);
-        gr.push_back(r);
-        uw.push_back(s.size() == 2 ? s[0] : 0);
-        ur.push_back(s.size() == 2 ? s[1] : 0);
-      }
-      report("usb", "write", uw, gw);
-      report("usb", "read", ur, gr);
+      emmc_rounds(emmc);
+      usb_rounds(stick);
     }
     unlink(map);
   } else {
