@@ -13,7 +13,6 @@
 namespace tav {
 
 namespace {
-constexpr const char* kSource = "tools/mii.cc";
 constexpr const char* kReadUsage = "usage: %s ifname register . sample: %s eth0 1\n";
 constexpr const char* kWriteUsage = "usage: %s ifname register regvalue . sample: %s eth0 0 0x7509\n";
 
@@ -26,11 +25,11 @@ uint64_t number_or(const char* text, uint64_t fallback) {
 // The socket with the interface named, and the PHY address the driver
 // reports; -1 (socket closed) when the name does not fit or the PHY is not
 // found. A socket that cannot be made ends the process.
-int open_phy(const char* ifname, MiiIfreq* req, int exit_line) {
+int open_phy(const char* ifname, MiiIfreq* req, ExitAt socket_failed) {
   int sock = sys::socket(AF_INET, SOCK_DGRAM, 0);
   if (sock < 0) {
     puts("creat socket failed");
-    exit_report("", kSource, exit_line);
+    exit_report("", socket_failed);
   }
   size_t len = strlen(ifname);
   if (len == 0 || len >= sizeof req->name) {
@@ -51,12 +50,12 @@ int open_phy(const char* ifname, MiiIfreq* req, int exit_line) {
 int himii_r(int argc, char** argv) {
   if (argc != 4) {
     printf(kReadUsage, argv[0], argv[0]);
-    exit_report("", kSource, 39);
+    exit_report("", ExitAt::MiiReadUsage);
   }
   uint64_t phy = number_or(argv[2], 0);
   uint64_t reg = number_or(argv[3], 0);
   MiiIfreq req;
-  int sock = open_phy(argv[1], &req, 48);
+  int sock = open_phy(argv[1], &req, ExitAt::MiiReadSocket);
   if (sock < 0) return -1;
   req.mii.phy_id = static_cast<uint16_t>(phy);
   req.mii.reg_num = static_cast<uint16_t>(reg);
@@ -76,12 +75,12 @@ int himii_r(int argc, char** argv) {
 int himii_w(int argc, char** argv) {
   if (argc != 5) {
     printf(kWriteUsage, argv[0], argv[0]);
-    exit_report("", kSource, 94);
+    exit_report("", ExitAt::MiiWriteUsage);
   }
   uint64_t reg = number_or(argv[3], 0);
   uint64_t value = number_or(argv[4], 0);
   MiiIfreq req;
-  int sock = open_phy(argv[1], &req, 102);
+  int sock = open_phy(argv[1], &req, ExitAt::MiiWriteSocket);
   if (sock < 0) return -1;
   // The PHY written is the one the driver reports; the argument is ignored.
   uint64_t phy = req.mii.phy_id;

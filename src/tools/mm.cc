@@ -12,7 +12,6 @@
 namespace tav {
 
 namespace {
-constexpr const char* kSource = "tools/mm";
 constexpr uint32_t kMapSize = 128;
 
 // One blank-delimited word from the console, at most size - 1 characters.
@@ -41,7 +40,7 @@ bool read_console_word(char* out, size_t size) {
 int himm(int argc, char** argv) {
   if (argc < 2) {
     printf("usage: %s <address> <Value>. sample: %s 0x80040000 0x123\n", argv[0], argv[0]);
-    exit_report("", kSource, 35);
+    exit_report("", ExitAt::MmUsage);
   }
   if (argc > 3) {
     puts("xxx");

@@ -14,7 +14,6 @@
 namespace tav {
 
 namespace {
-constexpr const char* kSource = "tools/vd";
 constexpr const char* kUsage =
     "usage: %s <YAddr> <CAddr> <YStirde> <CStride> <width> <height> <savefile>\n"
     "sample: %s 0x63010000 0x63020000 1024 1024 352 288 dump.cif\n";
@@ -135,7 +134,7 @@ void put_chroma(FileWriter& out, const uint8_t* c, uint64_t rows, uint64_t sampl
 int hivd(int argc, char** argv) {
   if (argc < 3) {
     printf(kUsage, argv[0], argv[0]);
-    exit_report("", kSource, 57);
+    exit_report("", ExitAt::VdUsage);
   }
   const char* file = argc >= 8 ? argv[7] : kDefaultFile;
   uint64_t v[4];
