@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdio>
 
+#include "common/process_state.h"
 #include "runner/runner.h"
 #include "sys/sys.h"
 
@@ -11,6 +12,7 @@ namespace tav {
 namespace {
 
 struct termios g_saved_termios;  // restored after every answer
+[[maybe_unused]] const bool g_saved_termios_resets = register_state_reset([] { g_saved_termios = termios{}; });
 
 constexpr int kTab = '\t';
 constexpr int kBackspace = 8;

@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "common/basename.h"
+#include "common/process_state.h"
 #include "sys/sys.h"
 #include "tools/options.h"
 
@@ -19,7 +20,9 @@ constexpr const char* kVersion = "1.1.0";
 constexpr size_t kLinkBufferSize = 120;
 constexpr useconds_t kMenuPauseUs = 100000;
 
-uint32_t g_repeat_count = 1;
+constexpr uint32_t kDefaultRepeatCount = 1;
+uint32_t g_repeat_count = kDefaultRepeatCount;
+[[maybe_unused]] const bool g_repeat_count_resets = register_state_reset([] { g_repeat_count = kDefaultRepeatCount; });
 
 // Only printed: the scanning below goes through getopt_long. The usage
 // names -V while the scanner takes -v, and -c shares -u's text; both kept.

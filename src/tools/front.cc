@@ -1,10 +1,10 @@
 #include "tools/front.h"
 
-#include "common/basename.h"
-
 #include <cstdio>
 #include <cstring>
 
+#include "common/basename.h"
+#include "common/process_state.h"
 #include "sys/sys.h"
 #include "tools/tools.h"
 
@@ -42,6 +42,11 @@ OptionSpec g_front_options[] = {
 OptionSpec& g_help = g_front_options[0];
 OptionSpec& g_install = g_front_options[1];
 OptionSpec& g_uninstall = g_front_options[2];
+
+void clear_front_options() {
+  for (OptionSpec* row = g_front_options; row->kind != OPT_END; ++row) row->set = 0;
+}
+[[maybe_unused]] const bool g_front_options_reset = register_state_reset(clear_front_options);
 
 void print_help() {
   print_option_usage(g_front_options);
@@ -89,7 +94,7 @@ void uninstall_links() {
 }
 
 void tav_tool_personality(int argc, char** argv) {
-  for (OptionSpec* row = g_front_options; row->kind != OPT_END; ++row) row->set = 0;
+  clear_front_options();
   if (scan_options(argc, argv, g_front_options) != SCAN_OK || g_help.set)
     print_help();
   else if (g_install.set)

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "common/process_state.h"
 #include "sys/sys.h"
 
 namespace tav {
@@ -109,6 +110,10 @@ void memmap_reset() {
   if (g_mem_fd >= 0) sys::close(g_mem_fd);
   g_mem_fd = -1;
 }
+
+namespace {
+[[maybe_unused]] const bool g_memmap_resets = register_state_reset(memmap_reset);
+}  // namespace
 
 int memmap_node_count() {
   int count = 0;

@@ -20,7 +20,9 @@ int store_option_value(OptionSpec* row, const char* word) {
   switch (row->kind) {
     case OPT_STRING:
     case OPT_STRING2:
-      if (row->value != nullptr) strcpy(static_cast<char*>(row->value), word);
+      // Cut to the destination; a row without room keeps nothing.
+      if (row->value != nullptr && row->value_size > 0)
+        snprintf(static_cast<char*>(row->value), row->value_size, "%s", word);
       break;
     case OPT_CHAR:
       if (row->value != nullptr) *static_cast<char*>(row->value) = word[0];

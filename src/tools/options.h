@@ -2,6 +2,7 @@
 // table, and the board-tool table lookup and command-line interpreter.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 namespace tav {
@@ -23,6 +24,7 @@ struct OptionSpec {
   uint8_t set;
   const char* help;
   void* value;
+  size_t value_size = 0;  // bytes at value for the string kinds, with the terminator
 };
 
 using ToolHandler = int (*)(int argc, char** argv);
