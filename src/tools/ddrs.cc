@@ -216,8 +216,7 @@ int hiddrs(int argc, char** argv) {
     puts("ddr statistic timer create failed.");
     return release(false);
   }
-  // Wraps in 32 bits above 4294 MHz and is cut to the register's 28 bits,
-  // as the board's tool has always programmed it.
+  // KEPT: wraps in 32 bits above 4294 MHz and is cut to the register's 28 bits.
   uint32_t cycles16 = (freq * 1000000u) >> 4;
   g_ddrs.period_word = ((cycles16 * static_cast<uint32_t>(g_ddrs.interval)) & kPeriodMask) | kPeriodEnable;
   if (g_ddrs.ddrc == kAllBlocks) {

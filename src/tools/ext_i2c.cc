@@ -68,7 +68,7 @@ int hier(int argc, char** argv) {
     puts("[error]not enough memory.\r");
     return -1;
   }
-  // Open and request failures pass silently: what was read shows as zeros.
+  // KEPT: open and request failures pass silently: what was read shows as zeros.
   int fd = sys::open(kExtI2cNode, O_RDONLY);
   printf("====I2C read:<%#lx> <%#lx> <%#lx>====\r\n", static_cast<unsigned long>(a.dev),
          static_cast<unsigned long>(a.reg), static_cast<unsigned long>(len));
@@ -92,6 +92,7 @@ int hiew(int argc, char** argv) {
   if (!parse_args(argc, argv, &a)) return -1;
   printf("====I2C write:<%#lx> <%#lx> <%#lx>====\n", static_cast<unsigned long>(a.dev),
          static_cast<unsigned long>(a.reg), static_cast<unsigned long>(a.last));
+  // KEPT: a failed open goes unsaid and the request is still made.
   int fd = sys::open(kExtI2cNode, O_RDONLY);
   ExtI2cRecord r = record(a.dev, a.reg, static_cast<uint32_t>(a.last & 0xFF));
   sys::ioctl(fd, EXT_I2C_WRITE, &r);

@@ -34,8 +34,8 @@ int himc(int argc, char** argv) {
   }
   uint64_t value = 0;
   if (argc == 4 && str_to_number(argv[3], &value) != 0) {
-    // The word after the value is named, which never exists: the C library's
-    // text for a null string is what the line has always shown.
+    // KEPT: the word after the value is named, which never exists; the C
+    // library prints a null string as "(null)".
     printf("value %s is invalid.\n", "(null)");
     exit_now(1);
   }

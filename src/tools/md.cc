@@ -73,7 +73,7 @@ int himdb(int argc, char** argv) {
   uint64_t address = 0;
   if (str_to_number(argv[1], &address) != 0) {
     puts(kBadAddress);
-    sys::munmap(nullptr, length);
+    sys::munmap(nullptr, length);  // KEPT: unmaps nothing; the request is still made
     return 0;
   }
   printf("====dump memory:<%#010lX><%lu> to file:<%s>====\n", static_cast<unsigned long>(address),
@@ -81,8 +81,8 @@ int himdb(int argc, char** argv) {
   void* mem = memmap(static_cast<uint32_t>(address), static_cast<uint32_t>(length));
   if (mem == nullptr) exit_report(kMapError, ExitAt::MdbMap);
   dump_to_file(mem, length, nullptr, name);
-  // Straight to the system, past the registry: the address need not be
-  // page-aligned, in which case the mapping simply stays.
+  // KEPT: straight to the system, past the registry: an address that is not
+  // page-aligned makes this fail and the mapping stays.
   sys::munmap(mem, length);
   return 0;
 }

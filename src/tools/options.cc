@@ -10,8 +10,8 @@ namespace {
 
 bool is_end(const OptionSpec& row) { return row.kind > OPT_RESERVED; }
 
-// '-' and '/' differ only in the bit of value 2: a path given as an argument
-// is taken as an option, as it always was.
+// '-' and '/' differ only in the bit of value 2.
+// KEPT: a path given as an argument is taken as an option.
 bool is_option_word(const char* word) { return (static_cast<unsigned char>(word[0]) & ~2u) == '-'; }
 
 }  // namespace

@@ -29,9 +29,12 @@ struct OptionSpec {
 
 using ToolHandler = int (*)(int argc, char** argv);
 
+// BoardToolEntry::enabled: shown in the help listing.
+constexpr uint64_t kListed = 1;
+
 struct BoardToolEntry {
   const char* name;
-  uint64_t enabled;  // 1: shown in the help listing
+  uint64_t enabled;  // kListed or 0
   ToolHandler handler;
   const char* description;
 };

@@ -65,7 +65,7 @@ bool parse_args(int argc, char** argv, SspArgs* a, void (*usage)()) {
                            : "data_width must be 1 or 2";
     } else if (i >= 9 && v > 1) {
       complaint = i == 9 ? "reg_order must be 1 or 0" : "data_order must be 1 or 0";
-      // The read tool has always shown the write usage here.
+      // KEPT: the read tool shows the write usage here.
       complaint_usage = ssp_write_usage;
     }
     if (complaint != nullptr) {

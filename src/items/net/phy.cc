@@ -153,7 +153,7 @@ int link(int argc, char** argv) {
   if (sys::ioctl(sock, SIOC_ETHTOOL, &req) == 0) {
     printf("phy on %s is link %s\n", argv[1], value.data != 0 ? "up" : "down");
   } else {
-    // A failed query reports the link up, under the wrong request's name.
+    // KEPT: a failed query reports the link up, under the wrong request's name.
     printf("ioctl cmd SIOCSMIIREG failed, errno: %d\n", errno);
     printf("phy on %s is link %s\n", argv[1], "up");
   }

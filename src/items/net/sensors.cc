@@ -16,7 +16,7 @@ namespace {
 
 constexpr const char* kNasDefaultPath = "/mnt/test";
 
-// The driver's opener: a descriptor of 0 is reported but still used.
+// KEPT: a descriptor of 0 is reported as a failure but still used.
 int open_nas() {
   int fd = sys::open(kNasPath, O_RDWR);
   if (fd <= 0) puts("device open fail");

@@ -184,7 +184,7 @@ int do_mac_security(int fd, int argc, char** argv, const FailSite& site) {
   }
   int ret = request(fd, SWITCH_LEGACY_REQUEST, r, site);
   if (ret < 0) return ret;
-  // "%x2" prints the byte and a literal 2, as stations have always read it.
+  // KEPT: "%x2" prints the byte and a literal 2.
   printf(kMacSecurityFormat, static_cast<int>(r.port), r.mac[0], r.mac[1], r.mac[2], r.mac[3], r.mac[4], r.mac[5]);
   return ret;
 }
