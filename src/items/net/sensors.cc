@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "common/console.h"
 #include "items/items.h"
 #include "sys/sys.h"
 
@@ -26,14 +27,15 @@ int open_nas() {
 // The typed path overwrites the default from its first byte, so an empty
 // line sends an empty path. False at end of input before the line ended.
 bool read_nas_path(char (&path)[kNasPathSize]) {
+  ConsoleReader console;
   for (size_t i = 0; i < kNasPathSize; ++i) {
-    char c;
-    if (sys::read(0, &c, 1) != 1) return false;
+    int c = console.get();
+    if (c < 0) return false;
     if (c == '\n') {
       path[i] = '\0';
       return true;
     }
-    path[i] = c;
+    path[i] = static_cast<char>(c);
   }
   path[kNasPathSize - 1] = '\0';
   return true;
