@@ -1,0 +1,83 @@
+#include "tools/sampler.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "sys/sys.h"
+
+namespace tav {
+
+namespace {
+
+// Shared with the signal handlers; all set before the timer is armed. Plain
+// values, not owners: the Ctrl-C handler ends the process itself.
+struct SamplerState {
+  const SamplerSpec* spec;
+  volatile uint8_t* area;
+  int fd;
+  timer_t timer;
+};
+SamplerState g_sampler;
+
+void on_tick(int) {
+  g_sampler.spec->sample(g_sampler.area);
+  // The process ends from a handler without flushing: nothing may wait.
+  fflush(stdout);
+}
+
+void on_interrupt(int) {
+  if (g_sampler.spec->stopping != nullptr) g_sampler.spec->stopping(g_sampler.area);
+  sys::timer_delete(g_sampler.timer);
+  sys::munmap(const_cast<uint8_t*>(g_sampler.area), g_sampler.spec->size);
+  sys::close(g_sampler.fd);
+  sys::_exit(0);
+}
+
+int fail(const char* what, bool timer) {
+  printf("%s %s\n", g_sampler.spec->name, what);
+  if (timer) sys::timer_delete(g_sampler.timer);
+  sys::munmap(const_cast<uint8_t*>(g_sampler.area), g_sampler.spec->size);
+  sys::close(g_sampler.fd);
+  return -1;
+}
+
+}  // namespace
+
+int run_sampler(const SamplerSpec& spec) {
+  g_sampler = SamplerState{&spec, nullptr, -1, timer_t{}};
+  g_sampler.fd = sys::open("/dev/mem", O_RDWR | O_SYNC);
+  if (g_sampler.fd < 0) {
+    char what[64];
+    snprintf(what, sizeof what, "%s open failed:", spec.name);
+    perror(what);
+    return -1;
+  }
+  void* area = sys::mmap(nullptr, spec.size, PROT_READ | PROT_WRITE, MAP_SHARED, g_sampler.fd, spec.base);
+  if (area == MAP_FAILED) {
+    spec.map_failed();
+    sys::close(g_sampler.fd);
+    return -1;
+  }
+  g_sampler.area = static_cast<volatile uint8_t*>(area);
+  if (sys::set_handler(SIGUSR1, on_tick) != 0) return fail("install signal failed.", false);
+  struct sigevent sev;
+  memset(&sev, 0, sizeof sev);
+  sev.sigev_notify = SIGEV_SIGNAL;
+  sev.sigev_signo = SIGUSR1;
+  sev.sigev_value.sival_ptr = &g_sampler.timer;
+  if (sys::timer_create(CLOCK_REALTIME, &sev, &g_sampler.timer) != 0) return fail("timer create failed.", false);
+  if (spec.before_arm != nullptr) spec.before_arm(g_sampler.area);
+  // An absolute time long past: the first sample comes at once.
+  struct itimerspec its;
+  its.it_value.tv_sec = static_cast<time_t>(spec.interval);
+  its.it_value.tv_nsec = 0;
+  its.it_interval = its.it_value;
+  if (sys::timer_settime(g_sampler.timer, TIMER_ABSTIME, &its, nullptr) != 0) return fail("set timer failed.", true);
+  if (spec.after_arm != nullptr) spec.after_arm(g_sampler.area);
+  spec.heading();
+  if (sys::set_handler(SIGINT, on_interrupt) != 0) return fail("catch SIGINT signal failed.", true);
+  fflush(stdout);
+  for (;;) sys::sleep(1);
+}
+
+}  // namespace tav
