@@ -84,11 +84,7 @@ int do_port_status2(int fd, int, char**, const FailSite& site) {
   return port_status(fd, SW_PORT_STATUS2, "current_status_v2", site);
 }
 
-int mac_lut(int fd, int argc, char** argv, uint32_t cmd, const char* usage, const FailSite& site) {
-  if (argc != 2) {
-    puts(usage);
-    return -1;
-  }
+int mac_lut(int fd, char** argv, uint32_t cmd, const FailSite& site) {
   SwMacLut r = {};
   r.cmd = cmd;
   parse_mac(argv[1], r.mac);
@@ -99,18 +95,10 @@ int mac_lut(int fd, int argc, char** argv, uint32_t cmd, const char* usage, cons
   return ret;
 }
 
-int do_mac_lut(int fd, int argc, char** argv, const FailSite& site) {
-  return mac_lut(fd, argc, argv, SW_MAC_LUT, "[mac_lut xx:xx:xx:xx:xx:xx]: get port num from MAC.", site);
-}
-int do_mac_lut2(int fd, int argc, char** argv, const FailSite& site) {
-  return mac_lut(fd, argc, argv, SW_MAC_LUT2, "[mac_lut2 xx:xx:xx:xx:xx:xx]: get port num from MAC.v2.", site);
-}
+int do_mac_lut(int fd, int, char** argv, const FailSite& site) { return mac_lut(fd, argv, SW_MAC_LUT, site); }
+int do_mac_lut2(int fd, int, char** argv, const FailSite& site) { return mac_lut(fd, argv, SW_MAC_LUT2, site); }
 
-int port_mode(int fd, int argc, char** argv, uint32_t cmd, const char* usage, const char* done, const FailSite& site) {
-  if (argc != 4) {
-    puts(usage);
-    return -1;
-  }
+int port_mode(int fd, char** argv, uint32_t cmd, const char* done, const FailSite& site) {
   SwPortMode r = {};
   r.cmd = cmd;
   r.port = static_cast<uint16_t>(number(argv[1]));
@@ -122,13 +110,11 @@ int port_mode(int fd, int argc, char** argv, uint32_t cmd, const char* usage, co
   return ret;
 }
 
-int do_port_mode(int fd, int argc, char** argv, const FailSite& site) {
-  return port_mode(fd, argc, argv, SW_PORT_MODE, "[port_mode port_num speed duplex]: port mode set",
-                   "[port_mode]set port %d, speed: %d, duplex: %s", site);
+int do_port_mode(int fd, int, char** argv, const FailSite& site) {
+  return port_mode(fd, argv, SW_PORT_MODE, "[port_mode]set port %d, speed: %d, duplex: %s", site);
 }
-int do_port_mode2(int fd, int argc, char** argv, const FailSite& site) {
-  return port_mode(fd, argc, argv, SW_PORT_MODE2, "[port_mode2 port_num speed duplex]: port mode set.v2.",
-                   "[port_mode]set port.v2 %d, speed: %d, duplex: %s", site);
+int do_port_mode2(int fd, int, char** argv, const FailSite& site) {
+  return port_mode(fd, argv, SW_PORT_MODE2, "[port_mode]set port.v2 %d, speed: %d, duplex: %s", site);
 }
 
 int do_host_status(int fd, int, char**, const FailSite& site) {
@@ -169,11 +155,6 @@ int do_mirror(int fd, int argc, char** argv, const FailSite& site) {
 constexpr const char* kMacSecurityFormat = "set port %d SA: %2x:%2x:%2x:%2x:%x2:%2x success!\n";
 
 int do_mac_security(int fd, int argc, char** argv, const FailSite& site) {
-  // Without the port there is nothing to address.
-  if (argc < 2) {
-    puts(kSwitchUsage[10]);
-    return -1;
-  }
   SwMacSecurity r = {};
   r.cmd = SW_MAC_SECURITY;
   r.port = static_cast<uint32_t>(number(argv[1]));
@@ -207,11 +188,7 @@ int do_port_status_v3(int fd, int, char**, const FailSite& site) {
   return ret;
 }
 
-int do_mac_lut_v3(int fd, int argc, char** argv, const FailSite& site) {
-  if (argc != 2) {
-    puts("[m_lut xx:xx:xx:xx:xx:xx]: [V3]get port num from MAC.");
-    return -1;
-  }
+int do_mac_lut_v3(int fd, int, char** argv, const FailSite& site) {
   SwV3MacLut r = {};
   parse_mac(argv[1], r.mac);
   int ret = request(fd, SWITCH_V3_MAC_LUT, r, site);
@@ -221,11 +198,7 @@ int do_mac_lut_v3(int fd, int argc, char** argv, const FailSite& site) {
   return ret;
 }
 
-int do_port_mode_v3(int fd, int argc, char** argv, const FailSite& site) {
-  if (argc != 4) {
-    puts("[p_mode channel speed duplex]: [V3]port mode set");
-    return -1;
-  }
+int do_port_mode_v3(int fd, int, char** argv, const FailSite& site) {
   SwV3PortMode r = {};
   r.channel = static_cast<uint32_t>(number(argv[1]));
   r.speed = static_cast<uint16_t>(number(argv[2]));
@@ -264,10 +237,6 @@ int do_mirror_v3(int fd, int argc, char** argv, const FailSite& site) {
 }
 
 int do_mac_security_v3(int fd, int argc, char** argv, const FailSite& site) {
-  if (argc < 2) {
-    puts(kSwitchUsage[17]);
-    return -1;
-  }
   SwV3MacSecurity r = {};
   r.channel = static_cast<uint32_t>(number(argv[1]));
   if (argc > 2) {
@@ -290,31 +259,67 @@ int do_set_vlan_v3(int fd, int, char**, const FailSite& site) {
   return ret;
 }
 
+// The words a command needs after its name (its own name included), and
+// the usage shown when they are not there.
+struct Words {
+  int count;
+  bool at_least;  // more are allowed
+  const char* usage;
+};
+constexpr Words kAny = {0, true, nullptr};
+
 struct SwitchCommandRow {
   std::string_view name;
   int (*handler)(int fd, int argc, char** argv, const FailSite& site);
+  Words words;
   FailSite site;
 };
 
 constexpr SwitchCommandRow kSwitchCommands[] = {
-    {"port_status", do_port_status, {"do_port_status", 74}},
-    {"port_status2", do_port_status2, {"do_port_status2", 76}},
-    {"mac_lut", do_mac_lut, {"do_mac_lut", 96}},
-    {"mac_lut2", do_mac_lut2, {"do_mac_lut2", 100}},
-    {"port_mode", do_port_mode, {"do_port_mode", 122}},
-    {"port_mode2", do_port_mode2, {"do_port_mode2", 126}},
-    {"host_status", do_host_status, {"do_host_status", 132}},
-    {"mirror", do_mirror, {"do_mirror", 158}},
-    {"mac_security", do_mac_security, {"do_mac_security", 180}},
-    {"set_vlan", do_set_vlan, {"do_set_vlan", 190}},
-    {"p_status", do_port_status_v3, {"do_port_status_v3", 198}},
-    {"m_lut", do_mac_lut_v3, {"do_mac_lut_v3", 212}},
-    {"p_mode", do_port_mode_v3, {"do_port_mode_v3", 228}},
-    {"h_status", do_host_status_v3, {"do_host_status_v3", 237}},
-    {"p_mirror", do_mirror_v3, {"do_mirror_v3", 254}},
-    {"m_sec", do_mac_security_v3, {"do_mac_security_v3", 273}},
-    {"vlan", do_set_vlan_v3, {"do_set_vlan_v3", 282}},
+    {"port_status", do_port_status, kAny, {"do_port_status", 74}},
+    {"port_status2", do_port_status2, kAny, {"do_port_status2", 76}},
+    {"mac_lut", do_mac_lut, {2, false, "[mac_lut xx:xx:xx:xx:xx:xx]: get port num from MAC."}, {"do_mac_lut", 96}},
+    {"mac_lut2",
+     do_mac_lut2,
+     {2, false, "[mac_lut2 xx:xx:xx:xx:xx:xx]: get port num from MAC.v2."},
+     {"do_mac_lut2", 100}},
+    {"port_mode", do_port_mode, {4, false, "[port_mode port_num speed duplex]: port mode set"}, {"do_port_mode", 122}},
+    {"port_mode2",
+     do_port_mode2,
+     {4, false, "[port_mode2 port_num speed duplex]: port mode set.v2."},
+     {"do_port_mode2", 126}},
+    {"host_status", do_host_status, kAny, {"do_host_status", 132}},
+    {"mirror", do_mirror, kAny, {"do_mirror", 158}},
+    // Without the port there is nothing to address.
+    {"mac_security", do_mac_security, {2, true, kSwitchUsage[10]}, {"do_mac_security", 180}},
+    {"set_vlan", do_set_vlan, kAny, {"do_set_vlan", 190}},
+    {"p_status", do_port_status_v3, kAny, {"do_port_status_v3", 198}},
+    {"m_lut",
+     do_mac_lut_v3,
+     {2, false, "[m_lut xx:xx:xx:xx:xx:xx]: [V3]get port num from MAC."},
+     {"do_mac_lut_v3", 212}},
+    {"p_mode",
+     do_port_mode_v3,
+     {4, false, "[p_mode channel speed duplex]: [V3]port mode set"},
+     {"do_port_mode_v3", 228}},
+    {"h_status", do_host_status_v3, kAny, {"do_host_status_v3", 237}},
+    {"p_mirror", do_mirror_v3, kAny, {"do_mirror_v3", 254}},
+    {"m_sec", do_mac_security_v3, {2, true, kSwitchUsage[17]}, {"do_mac_security_v3", 273}},
+    {"vlan", do_set_vlan_v3, kAny, {"do_set_vlan_v3", 282}},
 };
+
+// The command's words are there, or its usage has been shown.
+bool has_words(const Words& words, int argc) {
+  if (words.at_least ? argc >= words.count : argc == words.count) return true;
+  puts(words.usage);
+  return false;
+}
+
+// A command that lacks its words fails as a refused request would.
+int run_command(const SwitchCommandRow& row, int fd, int argc, char** argv) {
+  if (!has_words(row.words, argc)) return -1;
+  return row.handler(fd, argc, argv, row.site);
+}
 
 }  // namespace
 
@@ -334,7 +339,7 @@ int switch_tool(int argc, char** argv) {
     if (r.name == argv[1]) row = &r;
   if (row == nullptr) {
     switch_usage();
-  } else if (row->handler(fd.get(), argc - 1, argv + 1, row->site) < 0) {
+  } else if (run_command(*row, fd.get(), argc - 1, argv + 1) < 0) {
     printf("run %s failed, errno: %d\n", argv[1], errno);
   }
   if (fd.close() != 0) printf("close file %s failed, errno:%d!\n", kSwitchPath, errno);

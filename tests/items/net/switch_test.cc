@@ -153,3 +153,33 @@ TEST_F(Switch, failed_request_names_its_handler_and_line) {
 }
 
 }  // namespace
+
+namespace {
+
+// A command without its words shows its own usage, sends nothing and is
+// reported failed.
+TEST_F(Switch, missing_words_show_the_commands_usage) {
+  struct WordsCase {
+    std::vector<std::string> words;
+    std::string usage;
+  };
+  const WordsCase cases[] = {
+      {{"switch", "mac_lut"}, "[mac_lut xx:xx:xx:xx:xx:xx]: get port num from MAC.\n"},
+      {{"switch", "mac_lut2", "a", "b"}, "[mac_lut2 xx:xx:xx:xx:xx:xx]: get port num from MAC.v2.\n"},
+      {{"switch", "port_mode", "1", "2"}, "[port_mode port_num speed duplex]: port mode set\n"},
+      {{"switch", "port_mode2", "1", "2", "3", "4"}, "[port_mode2 port_num speed duplex]: port mode set.v2.\n"},
+      {{"switch", "mac_security"}, "[mac_security port_num xx:xx:xx:xx:xx:xx]: config port mac security.\n"},
+      {{"switch", "m_lut"}, "[m_lut xx:xx:xx:xx:xx:xx]: [V3]get port num from MAC.\n"},
+      {{"switch", "p_mode", "1"}, "[p_mode channel speed duplex]: [V3]port mode set\n"},
+      {{"switch", "m_sec"}, "[m_sec channel xx:xx:xx:xx:xx:xx]: config channel mac security.\n"},
+  };
+  for (const WordsCase& c : cases) {
+    SCOPED_TRACE(c.words[1]);
+    tavtest::Outcome o = run(tav::switch_tool, c.words);
+    EXPECT_TRUE(tavtest::starts_with(o.out, c.usage + "run " + c.words[1] + " failed, errno: ")) << o.out;
+    EXPECT_TRUE(tavtest::requests_of(o, sim::Call::Ioctl).empty());
+    EXPECT_EQ(o.open_descriptors, 0u);
+  }
+}
+
+}  // namespace
