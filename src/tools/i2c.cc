@@ -155,11 +155,9 @@ sys::Fd open_raw_bus(uint32_t bus) {
 
 }  // namespace
 
-void i2c_read_usage() { put_lines(kReadUsage); }
-
 int i2c_read(int argc, char** argv) {
   if (argc < 4) {
-    i2c_read_usage();
+    put_lines(kReadUsage);
     return -1;
   }
   RegArgs a;
