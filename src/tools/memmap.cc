@@ -19,6 +19,8 @@ struct MapNode {
   MapNode* next;
 };
 
+// KEPT: /dev/mem stays open for the process's life; only memmap_reset()
+// closes it. A plain value: a static owner would close it after the seam is gone.
 int g_mem_fd = -1;
 MapNode* g_head = nullptr;
 

@@ -3,14 +3,14 @@
 #include <cstdio>
 #include <cstring>
 
+#include "sys/owners.h"
 #include "sys/sys.h"
 
 namespace tav {
 
 namespace {
 
-// Shared with the signal handlers; all set before the timer is armed. Plain
-// values, not owners: the Ctrl-C handler ends the process itself.
+// Shared with the signal handlers; all set before the timer is armed.
 struct SamplerState {
   const SamplerSpec* spec;
   volatile uint8_t* area;
@@ -33,11 +33,10 @@ void on_interrupt(int) {
   sys::_exit(0);
 }
 
+// Says what failed; the caller's owners unmap and close on the way out.
 int fail(const char* what, bool timer) {
   printf("%s %s\n", g_sampler.spec->name, what);
   if (timer) sys::timer_delete(g_sampler.timer);
-  sys::munmap(const_cast<uint8_t*>(g_sampler.area), g_sampler.spec->size);
-  sys::close(g_sampler.fd);
   return -1;
 }
 
@@ -45,20 +44,21 @@ int fail(const char* what, bool timer) {
 
 int run_sampler(const SamplerSpec& spec) {
   g_sampler = SamplerState{&spec, nullptr, -1, timer_t{}};
-  g_sampler.fd = sys::open("/dev/mem", O_RDWR | O_SYNC);
-  if (g_sampler.fd < 0) {
+  sys::Fd fd(sys::open("/dev/mem", O_RDWR | O_SYNC));
+  if (!fd.ok()) {
     char what[64];
     snprintf(what, sizeof what, "%s open failed:", spec.name);
     perror(what);
     return -1;
   }
-  void* area = sys::mmap(nullptr, spec.size, PROT_READ | PROT_WRITE, MAP_SHARED, g_sampler.fd, spec.base);
-  if (area == MAP_FAILED) {
+  // Declared after the descriptor: unmapped before it is closed.
+  sys::Mapping area(sys::mmap(nullptr, spec.size, PROT_READ | PROT_WRITE, MAP_SHARED, fd.get(), spec.base), spec.size);
+  if (!area.ok()) {
     spec.map_failed();
-    sys::close(g_sampler.fd);
     return -1;
   }
-  g_sampler.area = static_cast<volatile uint8_t*>(area);
+  g_sampler.area = static_cast<volatile uint8_t*>(area.get());
+  g_sampler.fd = fd.get();
   if (sys::set_handler(SIGUSR1, on_tick) != 0) return fail("install signal failed.", false);
   struct sigevent sev;
   memset(&sev, 0, sizeof sev);
@@ -76,6 +76,9 @@ int run_sampler(const SamplerSpec& spec) {
   if (spec.after_arm != nullptr) spec.after_arm(g_sampler.area);
   spec.heading();
   if (sys::set_handler(SIGINT, on_interrupt) != 0) return fail("catch SIGINT signal failed.", true);
+  // KEPT: left open and mapped for the Ctrl-C handler, which ends the process.
+  area.release();
+  fd.release();
   fflush(stdout);
   for (;;) sys::sleep(1);
 }
