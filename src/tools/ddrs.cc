@@ -192,10 +192,10 @@ int hiddrs(int argc, char** argv) {
     print_help();
     return -1;
   }
-  const SamplerSpec spec = {"ddr statistic", kAreaBase,    kAreaSize, static_cast<long>(g_ddrs.interval),
-                            map_failed,      start,        nullptr,   heading,
-                            sample,          stop_counting};
-  return run_sampler(spec);
+  const SamplerSetup setup = {"ddr statistic", kAreaBase,    kAreaSize, static_cast<long>(g_ddrs.interval),
+                              map_failed,      start,        nullptr,   heading,
+                              sample,          stop_counting};
+  return run_sampler(setup);
 }
 
 }  // namespace tav

@@ -69,9 +69,9 @@ int hil2s(int argc, char** argv) {
   g_page = nullptr;
   // The first sample comes before the counters are preset; unlike the DDR
   // statistic, the counters are left running at the end.
-  const SamplerSpec spec = {"cache statistic", kPageBase, kPageSize, interval, map_failed,
-                            keep_page,         preset,    heading,   sample,   nullptr};
-  return run_sampler(spec);
+  const SamplerSetup setup = {"cache statistic", kPageBase, kPageSize, interval, map_failed,
+                              keep_page,         preset,    heading,   sample,   nullptr};
+  return run_sampler(setup);
 }
 
 }  // namespace tav

@@ -10,7 +10,7 @@
 
 namespace tav {
 
-struct SamplerSpec {
+struct SamplerSetup {
   const char* name;  // leads every failure message, e.g. "ddr statistic"
   off_t base;
   size_t size;
@@ -25,6 +25,6 @@ struct SamplerSpec {
 
 // -1 after a failure before sampling starts; otherwise the process ends from
 // the Ctrl-C handler and this never returns.
-int run_sampler(const SamplerSpec& spec);
+int run_sampler(const SamplerSetup& setup);
 
 }  // namespace tav
