@@ -47,7 +47,7 @@ OptionSpec& g_uninstall = g_front_options[2];
 void clear_front_options() {
   for (OptionSpec* row = g_front_options; row->kind != OPT_END; ++row) row->set = 0;
 }
-[[maybe_unused]] const bool g_front_options_reset = register_state_reset(clear_front_options);
+[[maybe_unused]] const bool g_front_options_resets = register_state_reset(clear_front_options);
 
 void print_help() {
   print_option_usage(g_front_options);

@@ -24,7 +24,7 @@ enum class ExitAt {
 };
 
 // The source and line each report names. Stations match on them, so they
-// are fixed data, not the positions of the calls in today's sources.
+// are fixed data, whatever line the call sits on.
 struct ExitSite {
   ExitAt at;
   const char* path;
