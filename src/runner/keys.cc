@@ -3,6 +3,8 @@
 #include <cerrno>
 #include <cstdio>
 
+#include "common/console.h"
+#include "common/process_state.h"
 #include "runner/runner.h"
 #include "sys/sys.h"
 
@@ -11,13 +13,15 @@ namespace tav {
 namespace {
 
 struct termios g_saved_termios;  // restored after every answer
+[[maybe_unused]] const bool g_saved_termios_resets = register_state_reset([] { g_saved_termios = termios{}; });
 
 constexpr int kTab = '\t';
 constexpr int kBackspace = 8;
 constexpr int kDelete = 127;
 
-// 1 when a byte is ready, 0 when input ended or failed.
-int wait_key(unsigned char* c) {
+// The next key, waiting as long as it takes; a failed wait or read counts
+// as a failed read.
+int wait_key() {
   for (;;) {
     fd_set readable;
     FD_ZERO(&readable);
@@ -27,12 +31,13 @@ int wait_key(unsigned char* c) {
     if (rc == 0) continue;  // no overall limit: the operator may take their time
     if (rc < 0) {
       if (errno == EINTR) continue;
-      return 0;
+      return ConsoleReader::kError;
     }
-    ssize_t n = sys::read(0, c, 1);
-    if (n == 1) return 1;
+    unsigned char c;
+    ssize_t n = sys::read(0, &c, 1);
+    if (n == 1) return c;
     if (n < 0 && errno == EINTR) continue;
-    return 0;
+    return n == 0 ? ConsoleReader::kEnd : ConsoleReader::kError;
   }
 }
 
@@ -49,11 +54,12 @@ int read_key_line(char* buf, size_t n) {
     t.c_cc[VTIME] = 0;
     sys::tcsetattr(0, TCSANOW, &t);
   }
+  ConsoleReader keys(wait_key);
   size_t pos = 0;
   bool ended = false;
   while (pos < n - 1) {
-    unsigned char c;
-    if (!wait_key(&c)) {
+    int c = keys.get();
+    if (c < 0) {
       ended = true;
       break;
     }

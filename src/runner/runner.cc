@@ -3,11 +3,13 @@
 #include <getopt.h>
 
 #include <cctype>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 #include "common/basename.h"
+#include "common/process_state.h"
 #include "sys/sys.h"
 #include "tools/options.h"
 
@@ -19,10 +21,12 @@ constexpr const char* kVersion = "1.1.0";
 constexpr size_t kLinkBufferSize = 120;
 constexpr useconds_t kMenuPauseUs = 100000;
 
-uint32_t g_repeat_count = 1;
+constexpr uint32_t kDefaultRepeatCount = 1;
+uint32_t g_repeat_count = kDefaultRepeatCount;
+[[maybe_unused]] const bool g_repeat_count_resets = register_state_reset([] { g_repeat_count = kDefaultRepeatCount; });
 
-// Only printed: the scanning below goes through getopt_long. The usage
-// names -V while the scanner takes -v, and -c shares -u's text; both kept.
+// Only printed: the scanning below goes through getopt_long.
+// KEPT: the usage names -V while the scanner takes -v, and -c shows -u's text.
 const OptionSpec kRunnerOptions[] = {
     {"m", OPT_FLAG, 0, "\t查看可测试选项(菜单式)\n", nullptr},
     {"i", OPT_FLAG, 0, "\t创建软连接\n", nullptr},
@@ -46,8 +50,8 @@ void install_links(const char* program, const TestItem* items) {
   for (const TestItem* it = items; it->name != nullptr; ++it) {
     if (it->run == nullptr || it->flag == 0) continue;
     int rc = sys::symlink(program, it->name);
-    // Judged on the result, which is 0 or -1: an existing link is a failure.
-    if (rc != 0 && rc != 17) printf("install %s fail\n", it->name);
+    // KEPT: the result (0 or -1) is compared with EEXIST, so an existing link is a failure.
+    if (rc != 0 && rc != EEXIST) printf("install %s fail\n", it->name);
   }
 }
 
@@ -67,7 +71,7 @@ void run_all(const TestItem* items) {
   // Index 0 stays out of run-all: tables put the board-resetting item there.
   if (items[0].name == nullptr) return;
   for (const TestItem* it = items + 1; it->name != nullptr; ++it)
-    if (it->flag == 1 && it->run != nullptr) it->run(0, nullptr);
+    if (it->flag == kRunAll && it->run != nullptr) it->run(0, nullptr);
 }
 
 void menu(const char* program, const TestItem* items) {
@@ -83,8 +87,8 @@ void menu(const char* program, const TestItem* items) {
     sys::usleep(kMenuPauseUs);
     int got = read_key_line(answer, sizeof answer);
     putchar('\n');
-    // End of input with nothing typed leaves, so a closed console cannot
-    // keep the menu asking forever.
+    // KEPT: end of input with nothing typed leaves the menu, so a closed
+    // console cannot keep it asking forever.
     if (got < 0 && answer[0] == '\0') return;
     unsigned char first = static_cast<unsigned char>(answer[0]);
     if (first == '\0' || first == '\n' || first == '\r' || !isalnum(first)) continue;
@@ -97,7 +101,7 @@ void menu(const char* program, const TestItem* items) {
       return;
     }
     long choice = strtol(answer, nullptr, 10);
-    if (choice == 0) {  // also any other letter, on purpose
+    if (choice == 0) {  // KEPT: any other leading letter also means run-all
       run_all(items);
       return;
     }
@@ -133,7 +137,7 @@ void print_runner_usage(const char* program, const TestItem* items) {
   puts("测试项:");
   fputs("\r\n", stdout);
   for (const TestItem* it = items; it->name != nullptr; ++it) {
-    if (it->flag != 1) continue;
+    if (it->flag != kRunAll) continue;
     printf("\t%-20s", it->name);
     fputs("\r\n", stdout);
   }
@@ -187,7 +191,7 @@ int run_tests(int argc, char** argv, const char* program, const TestItem* items)
     it->run(argc - 1, argv + 1);
     return 0;
   }
-  // The name is shown one character short, as the station has always seen it.
+  // KEPT: the name is shown one character short.
   size_t len = strlen(word);
   printf("输入参数 %.*s 有误!\n", static_cast<int>(len > 0 ? len - 1 : 0), word);
   print_runner_usage(program, items);

@@ -9,9 +9,13 @@ namespace tav {
 
 using ItemRun = int (*)(int argc, char** argv);
 
+// TestItem::flag values. Either one gets the item a link.
+constexpr uint64_t kRunAll = 1;      // also listed in the usage and run by run-all
+constexpr uint64_t kByNameOnly = 2;  // run only when named
+
 struct TestItem {
   const char* name;  // command and link name
-  uint64_t flag;     // 1: in the usage and run-all; non-zero: linked
+  uint64_t flag;     // kRunAll or kByNameOnly
   ItemRun run;       // null: an item not built yet, never linked or run
   const char* description;
 };

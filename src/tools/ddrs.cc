@@ -6,8 +6,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "sys/sys.h"
 #include "tools/access.h"
+#include "tools/sampler.h"
 #include "tools/tools.h"
 
 namespace tav {
@@ -63,16 +63,14 @@ constexpr OptionRow kOptions[] = {
     {"-i", "--interval", Opt::Interval}, {"-h", "--help", Opt::Help},
 };
 
-// Shared with the signal handlers; all set before the timer is armed.
+// Shared with the sampler's handlers; all set before the timer is armed.
 struct DdrsState {
   unsigned long ddrc;
   unsigned long width;
   unsigned long interval;
+  uint32_t freq;
   uint32_t period_word;
   volatile uint8_t* block[kBlocks];
-  void* area;
-  int fd;
-  timer_t timer;
 };
 DdrsState g_ddrs;
 
@@ -102,8 +100,8 @@ bool in_range(Opt opt, unsigned long v) {
   return false;
 }
 
-// 0 when the words are good; the freq lands in *freq.
-int parse_options(int argc, char** argv, uint32_t* freq) {
+// 0 when the words are good.
+int parse_options(int argc, char** argv) {
   for (int i = 1; i + 1 < argc; i += 2) {
     const OptionRow* row = nullptr;
     for (const OptionRow& r : kOptions)
@@ -122,7 +120,7 @@ int parse_options(int argc, char** argv, uint32_t* freq) {
         g_ddrs.ddrc = v;
         break;
       case Opt::Freq:
-        *freq = static_cast<uint32_t>(v);
+        g_ddrs.freq = static_cast<uint32_t>(v);
         break;
       case Opt::Width:
         g_ddrs.width = v;
@@ -149,7 +147,7 @@ void restart_all() {
   for (volatile uint8_t* b : g_ddrs.block) store<uint32_t>(b + kRun, 1);
 }
 
-void sample(int) {
+void sample(volatile uint8_t*) {
   if (g_ddrs.ddrc == kAllBlocks) {
     volatile uint8_t* const* b = g_ddrs.block;
     printf("ddrc0[%0.2f%%] ddrc1[%0.2f%%] ddrc2[%0.2f%%] ddrc3[%0.2f%%]\n", busy_percent(b[0]), busy_percent(b[1]),
@@ -157,68 +155,24 @@ void sample(int) {
     for (volatile uint8_t* one : g_ddrs.block) store<uint32_t>(one + kPeriod, g_ddrs.period_word);
   } else {
     volatile uint8_t* b = g_ddrs.block[g_ddrs.ddrc];
-    // Controllers 1 to 3 all carry the label of controller 1.
+    // KEPT: controllers 1 to 3 all carry the label of controller 1.
     printf(g_ddrs.ddrc == 0 ? "ddrc0[%0.2f%%]\n" : "ddrc1[%0.2f%%]\n", busy_percent(b));
     store<uint32_t>(b + kPeriod, g_ddrs.period_word);
   }
   restart_all();
-  // The process ends from a handler without flushing: nothing may wait.
-  fflush(stdout);
 }
 
-void stop(int) {
+void stop_counting(volatile uint8_t*) {
   for (volatile uint8_t* b : g_ddrs.block) store<uint32_t>(b + kRun, 0);
-  sys::timer_delete(g_ddrs.timer);
-  sys::munmap(g_ddrs.area, kAreaSize);
-  sys::close(g_ddrs.fd);
-  sys::_exit(0);
 }
 
-int release(bool timer) {
-  if (timer) sys::timer_delete(g_ddrs.timer);
-  sys::munmap(g_ddrs.area, kAreaSize);
-  sys::close(g_ddrs.fd);
-  return -1;
-}
+void map_failed() { printf("ddr%d statistic mmap failed.\n", static_cast<int>(g_ddrs.ddrc)); }
 
-}  // namespace
-
-int hiddrs(int argc, char** argv) {
-  g_ddrs = DdrsState{0, 32, 1, 0, {}, nullptr, -1, timer_t{}};
-  uint32_t freq = 667;
-  if (argc % 2 == 0 || parse_options(argc, argv, &freq) != 0) {
-    print_help();
-    return -1;
-  }
-  g_ddrs.fd = sys::open("/dev/mem", O_RDWR | O_SYNC);
-  if (g_ddrs.fd < 0) {
-    perror("ddr statistic open failed:");
-    return -1;
-  }
-  g_ddrs.area = sys::mmap(nullptr, kAreaSize, PROT_READ | PROT_WRITE, MAP_SHARED, g_ddrs.fd, kAreaBase);
-  if (g_ddrs.area == MAP_FAILED) {
-    printf("ddr%d statistic mmap failed.\n", static_cast<int>(g_ddrs.ddrc));
-    sys::close(g_ddrs.fd);
-    return -1;
-  }
-  for (int i = 0; i < kBlocks; ++i)
-    g_ddrs.block[i] = static_cast<volatile uint8_t*>(g_ddrs.area) + kBlockOffset + 0x1000 * i;
-  if (sys::set_handler(SIGUSR1, sample) != 0) {
-    puts("ddr statistic install signal failed.");
-    return release(false);
-  }
-  struct sigevent sev;
-  memset(&sev, 0, sizeof sev);
-  sev.sigev_notify = SIGEV_SIGNAL;
-  sev.sigev_signo = SIGUSR1;
-  sev.sigev_value.sival_ptr = &g_ddrs.timer;
-  if (sys::timer_create(CLOCK_REALTIME, &sev, &g_ddrs.timer) != 0) {
-    puts("ddr statistic timer create failed.");
-    return release(false);
-  }
-  // Wraps in 32 bits above 4294 MHz and is cut to the register's 28 bits,
-  // as the board's tool has always programmed it.
-  uint32_t cycles16 = (freq * 1000000u) >> 4;
+// Programs the measuring period and starts every block.
+void start(volatile uint8_t* area) {
+  for (int i = 0; i < kBlocks; ++i) g_ddrs.block[i] = area + kBlockOffset + 0x1000 * i;
+  // KEPT: wraps in 32 bits above 4294 MHz and is cut to the register's 28 bits.
+  uint32_t cycles16 = (g_ddrs.freq * 1000000u) >> 4;
   g_ddrs.period_word = ((cycles16 * static_cast<uint32_t>(g_ddrs.interval)) & kPeriodMask) | kPeriodEnable;
   if (g_ddrs.ddrc == kAllBlocks) {
     for (volatile uint8_t* b : g_ddrs.block) store<uint32_t>(b + kPeriod, g_ddrs.period_word);
@@ -226,22 +180,22 @@ int hiddrs(int argc, char** argv) {
     store<uint32_t>(g_ddrs.block[g_ddrs.ddrc] + kPeriod, g_ddrs.period_word);
   }
   restart_all();
-  // An absolute time long past: the first sample comes at once.
-  struct itimerspec its;
-  its.it_value.tv_sec = static_cast<time_t>(g_ddrs.interval);
-  its.it_value.tv_nsec = 0;
-  its.it_interval = its.it_value;
-  if (sys::timer_settime(g_ddrs.timer, TIMER_ABSTIME, &its, nullptr) != 0) {
-    puts("ddr statistic set timer failed.");
-    return release(true);
+}
+
+void heading() { puts("===== ddr statistic ====="); }
+
+}  // namespace
+
+int hiddrs(int argc, char** argv) {
+  g_ddrs = DdrsState{0, 32, 1, 667, 0, {}};
+  if (argc % 2 == 0 || parse_options(argc, argv) != 0) {
+    print_help();
+    return -1;
   }
-  puts("===== ddr statistic =====");
-  if (sys::set_handler(SIGINT, stop) != 0) {
-    puts("ddr statistic catch SIGINT signal failed.");
-    return release(true);
-  }
-  fflush(stdout);
-  for (;;) sys::sleep(1);
+  const SamplerSetup setup = {"ddr statistic", kAreaBase,    kAreaSize, static_cast<long>(g_ddrs.interval),
+                              map_failed,      start,        nullptr,   heading,
+                              sample,          stop_counting};
+  return run_sampler(setup);
 }
 
 }  // namespace tav

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "sys/owners.h"
 #include "sys/sys.h"
 #include "tools/dump.h"
 #include "tools/number.h"
@@ -68,17 +69,17 @@ int hier(int argc, char** argv) {
     puts("[error]not enough memory.\r");
     return -1;
   }
-  // Open and request failures pass silently: what was read shows as zeros.
-  int fd = sys::open(kExtI2cNode, O_RDONLY);
+  // KEPT: open and request failures pass silently: what was read shows as zeros.
+  sys::Fd fd(sys::open(kExtI2cNode, O_RDONLY));
   printf("====I2C read:<%#lx> <%#lx> <%#lx>====\r\n", static_cast<unsigned long>(a.dev),
          static_cast<unsigned long>(a.reg), static_cast<unsigned long>(len));
   for (uint64_t i = 0; i < len; ++i) {
     ExtI2cRecord r = record(a.dev, a.reg + i, 0);
-    sys::ioctl(fd, EXT_I2C_READ, &r);
+    sys::ioctl(fd.get(), EXT_I2C_READ, &r);
     buf[i] = static_cast<uint8_t>(r.data);
   }
   if (len > 0) dump_bytes(stdout, buf, len, 16);
-  if (fd >= 0) sys::close(fd);
+  fd.close();
   free(buf);
   return 0;
 }
@@ -92,10 +93,10 @@ int hiew(int argc, char** argv) {
   if (!parse_args(argc, argv, &a)) return -1;
   printf("====I2C write:<%#lx> <%#lx> <%#lx>====\n", static_cast<unsigned long>(a.dev),
          static_cast<unsigned long>(a.reg), static_cast<unsigned long>(a.last));
-  int fd = sys::open(kExtI2cNode, O_RDONLY);
+  // KEPT: a failed open goes unsaid and the request is still made.
+  sys::Fd fd(sys::open(kExtI2cNode, O_RDONLY));
   ExtI2cRecord r = record(a.dev, a.reg, static_cast<uint32_t>(a.last & 0xFF));
-  sys::ioctl(fd, EXT_I2C_WRITE, &r);
-  if (fd >= 0) sys::close(fd);
+  sys::ioctl(fd.get(), EXT_I2C_WRITE, &r);
   return 0;
 }
 

@@ -1,10 +1,11 @@
 #include "tools/front.h"
 
-#include "common/basename.h"
-
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 
+#include "common/basename.h"
+#include "common/process_state.h"
 #include "sys/sys.h"
 #include "tools/tools.h"
 
@@ -12,22 +13,22 @@ namespace tav {
 
 // Rows whose tools are not built yet keep their place with no handler.
 const BoardToolEntry kBoardTools[] = {
-    {"himc", 1, himc, "memory clear"},
-    {"himd", 1, himd, "memory display (8bit)"},
-    {"himd.l", 1, himd_l, "memory display (32bit)"},
-    {"himm", 1, himm, "memory modify"},
-    {"hivd", 1, hivd, "video dump"},
-    {"himdb", 1, himdb, "video dump"},
-    {"hiddrs", 1, hiddrs, "ddr statistic"},
-    {"hil2s", 1, hil2s, "l2 cache statistic"},
-    {"hiew", 1, hiew, "extend device write"},
-    {"hier", 1, hier, "extend device read"},
-    {"i2c_read", 1, i2c_read, "i2c device read"},
-    {"i2c_write", 1, i2c_write, "i2c device write"},
-    {"i2c_recv", 1, i2c_recv, "i2c device recv"},
-    {"i2c_send", 1, i2c_send, "i2c device send"},
-    {"himii.r", 1, himii_r, "phy device read"},
-    {"himii.w", 1, himii_w, "phy device write"},
+    {"himc", kListed, himc, "memory clear"},
+    {"himd", kListed, himd, "memory display (8bit)"},
+    {"himd.l", kListed, himd_l, "memory display (32bit)"},
+    {"himm", kListed, himm, "memory modify"},
+    {"hivd", kListed, hivd, "video dump"},
+    {"himdb", kListed, himdb, "video dump"},
+    {"hiddrs", kListed, hiddrs, "ddr statistic"},
+    {"hil2s", kListed, hil2s, "l2 cache statistic"},
+    {"hiew", kListed, hiew, "extend device write"},
+    {"hier", kListed, hier, "extend device read"},
+    {"i2c_read", kListed, i2c_read, "i2c device read"},
+    {"i2c_write", kListed, i2c_write, "i2c device write"},
+    {"i2c_recv", kListed, i2c_recv, "i2c device recv"},
+    {"i2c_send", kListed, i2c_send, "i2c device send"},
+    {"himii.r", kListed, himii_r, "phy device read"},
+    {"himii.w", kListed, himii_w, "phy device write"},
     {nullptr, 0, nullptr, nullptr},
 };
 
@@ -43,21 +44,26 @@ OptionSpec& g_help = g_front_options[0];
 OptionSpec& g_install = g_front_options[1];
 OptionSpec& g_uninstall = g_front_options[2];
 
+void clear_front_options() {
+  for (OptionSpec* row = g_front_options; row->kind != OPT_END; ++row) row->set = 0;
+}
+[[maybe_unused]] const bool g_front_options_resets = register_state_reset(clear_front_options);
+
 void print_help() {
   print_option_usage(g_front_options);
   puts("------------------------------------------------------");
   for (const BoardToolEntry* row = kBoardTools; row->name != nullptr; ++row)
-    if (row->enabled == 1) printf(" %-10s : %s\n", row->name, row->description);
+    if (row->enabled == kListed) printf(" %-10s : %s\n", row->name, row->description);
 }
 
 void install_links() {
   for (const BoardToolEntry* row = kBoardTools; row->name != nullptr; ++row) {
     int rc = sys::symlink(kToolProgramName, row->name);
-    // Judged on the result, not errno: an existing name is reported by the
-    // error line, never by the "exist" line.
+    // KEPT: the result (0 or -1) is compared with EEXIST, so an existing
+    // name gets the error line, never the "exist" line.
     if (rc == 0)
       printf(" install <%s> ok.\n", row->name);
-    else if (rc == 17)
+    else if (rc == EEXIST)
       printf(" <%s> exist.\n", row->name);
     else
       perror(" install error!");
@@ -78,7 +84,7 @@ void uninstall_links() {
       continue;
     }
     target[n] = '\0';
-    // Said before the link is judged, so a refused link is "ok" too.
+    // KEPT: said before the link is judged, so a refused link is "ok" too.
     printf(" uninstall <%s>  ok.\n", row->name);
     if (strcmp(target, kToolProgramName) != 0) {
       printf(" %s not link to me(%s)\n", target, kToolProgramName);
@@ -89,7 +95,7 @@ void uninstall_links() {
 }
 
 void tav_tool_personality(int argc, char** argv) {
-  for (OptionSpec* row = g_front_options; row->kind != OPT_END; ++row) row->set = 0;
+  clear_front_options();
   if (scan_options(argc, argv, g_front_options) != SCAN_OK || g_help.set)
     print_help();
   else if (g_install.set)

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "sys/owners.h"
 #include "sys/sys.h"
 #include "tools/number.h"
 #include "tools/tools.h"
@@ -61,76 +62,112 @@ struct RegArgs {
   uint32_t bus = 0, dev = 0, reg = 0, end_or_value = 0;
   uint32_t reg_width = 1, data_width = 1, step = 1;
 };
-}  // namespace
 
-void i2c_read_usage() { put_lines(kReadUsage); }
+// Stores word i (from the third on) or says why it cannot be taken.
+using TakeWord = bool (*)(int i, uint32_t v, RegArgs* a);
 
-int i2c_read(int argc, char** argv) {
-  if (argc < 4) {
-    i2c_read_usage();
-    return -1;
-  }
-  RegArgs a;
+// Parses every word in turn.
+bool parse_reg_args(int argc, char** argv, TakeWord take, RegArgs* a) {
   for (int i = 1; i < argc; ++i) {
     uint32_t v = 0;
     if (!parse32(argv[i], &v)) {
-      i2c_read_usage();
-      return -1;
+      // KEPT: i2c_write shows the read usage here too.
+      put_lines(kReadUsage);
+      return false;
     }
-    switch (i) {
-      case 1:
-        a.bus = v;
-        break;
-      case 2:
-        a.dev = v >> 1;
-        break;
-      case 3:
-        a.reg = a.end_or_value = v;
-        break;
-      case 4:
-        a.end_or_value = v;
-        if (v < a.reg) {
-          puts("reg_addr_end < reg_addr error!");
-          return -1;
-        }
-        break;
-      case 5:
-        if (v != 1 && v != 2) {
-          puts("reg_width must be 1 or 2");
-          return -1;
-        }
-        a.reg_width = v;
-        break;
-      case 6:
-        if (v != 1 && v != 2) {
-          puts("data_width must be 1 or 2");
-          return -1;
-        }
-        a.data_width = a.step = v;
-        break;
-      case 7:
-        a.step = v;
-        break;
-      default:
-        break;
-    }
-    if ((i == 6 || i == 7) && !(multiple_of(a.reg, a.step) && multiple_of(a.end_or_value, a.step))) {
-      printf(kStepError);
-      return -1;
-    }
+    if (i == 1)
+      a->bus = v;
+    else if (i == 2)
+      a->dev = v >> 1;
+    else if (!take(i, v, a))
+      return false;
   }
-  printf("i2c_num:0x%x, dev_addr:0x%x; reg_addr:0x%x; reg_addr_end:0x%x; reg_width: %d; data_width: %d. \n\n", a.bus,
-         a.dev << 1, a.reg, a.end_or_value, a.reg_width, a.data_width);
+  return true;
+}
+
+bool take_read_word(int i, uint32_t v, RegArgs* a) {
+  switch (i) {
+    case 3:
+      a->reg = a->end_or_value = v;
+      break;
+    case 4:
+      a->end_or_value = v;
+      if (v < a->reg) {
+        puts("reg_addr_end < reg_addr error!");
+        return false;
+      }
+      break;
+    case 5:
+    case 6:
+      if (v != 1 && v != 2) {
+        puts(i == 5 ? "reg_width must be 1 or 2" : "data_width must be 1 or 2");
+        return false;
+      }
+      if (i == 5)
+        a->reg_width = v;
+      else
+        a->data_width = a->step = v;
+      break;
+    case 7:
+      a->step = v;
+      break;
+    default:
+      break;
+  }
+  if ((i == 6 || i == 7) && !(multiple_of(a->reg, a->step) && multiple_of(a->end_or_value, a->step))) {
+    printf(kStepError);
+    return false;
+  }
+  return true;
+}
+
+bool take_write_word(int i, uint32_t v, RegArgs* a) {
+  if (i == 3) a->reg = v;
+  if (i == 4) a->end_or_value = v;
+  if (i == 5 || i == 6) {
+    if (v != 1 && v != 2) {
+      puts(i == 5 ? "reg_width must be 1 or 2" : "data_width must be 1 or 2");
+      put_lines(kReadUsage);
+      return false;
+    }
+    (i == 5 ? a->reg_width : a->data_width) = v;
+  }
+  return true;
+}
+
+// The register tools' bus, or a closed owner after saying so.
+sys::Fd open_reg_bus(uint32_t bus) {
   char path[32];
-  snprintf(path, sizeof path, "/dev/i2c-%u", a.bus);
-  int fd = sys::open(path, O_RDWR);
-  if (fd < 0) {
-    printf("Open %s error!\n", path);
+  snprintf(path, sizeof path, "/dev/i2c-%u", bus);
+  sys::Fd fd(sys::open(path, O_RDWR));
+  if (!fd.ok()) printf("Open %s error!\n", path);
+  return fd;
+}
+
+// The raw tools' bus, or a closed owner after saying so.
+sys::Fd open_raw_bus(uint32_t bus) {
+  char path[32];
+  snprintf(path, sizeof path, "/dev/i2c-%d", static_cast<int>(bus));
+  sys::Fd fd(sys::open(path, O_RDWR));
+  if (!fd.ok()) puts("Open i2c dev error!");
+  return fd;
+}
+
+}  // namespace
+
+int i2c_read(int argc, char** argv) {
+  if (argc < 4) {
+    put_lines(kReadUsage);
     return -1;
   }
-  if (sys::ioctl(fd, I2C_SLAVE, ioctl_value(a.dev)) < 0) {
+  RegArgs a;
+  if (!parse_reg_args(argc, argv, take_read_word, &a)) return -1;
+  printf("i2c_num:0x%x, dev_addr:0x%x; reg_addr:0x%x; reg_addr_end:0x%x; reg_width: %d; data_width: %d. \n\n", a.bus,
+         a.dev << 1, a.reg, a.end_or_value, a.reg_width, a.data_width);
+  sys::Fd fd = open_reg_bus(a.bus);
+  if (!fd.ok()) return -1;
+  if (sys::ioctl(fd.get(), I2C_SLAVE, ioctl_value(a.dev)) < 0) {
     puts("CMD_SET_I2C_SLAVE error!");
-    sys::close(fd);
     return -1;
   }
   uint8_t buf[2] = {0, 0};
@@ -142,9 +179,8 @@ int i2c_read(int argc, char** argv) {
   // still ends.
   for (uint64_t reg = a.reg; reg <= a.end_or_value;) {
     put_be(buf, static_cast<uint32_t>(reg), a.reg_width);
-    if (sys::ioctl(fd, I2C_RDWR, &rdwr) != 2) {
+    if (sys::ioctl(fd.get(), I2C_RDWR, &rdwr) != 2) {
       puts("CMD_I2C_READ error!");
-      sys::close(fd);
       return -1;
     }
     unsigned value = a.data_width == 2 ? (buf[0] << 8 | buf[1]) : buf[0];
@@ -152,7 +188,6 @@ int i2c_read(int argc, char** argv) {
     if (a.step == 0) break;
     reg += a.step;
   }
-  sys::close(fd);
   return 0;
 }
 
@@ -162,61 +197,22 @@ int i2c_write(int argc, char** argv) {
     return -1;
   }
   RegArgs a;
-  for (int i = 1; i < argc; ++i) {
-    uint32_t v = 0;
-    if (!parse32(argv[i], &v)) {
-      i2c_read_usage();
-      return -1;
-    }
-    switch (i) {
-      case 1:
-        a.bus = v;
-        break;
-      case 2:
-        a.dev = v >> 1;
-        break;
-      case 3:
-        a.reg = v;
-        break;
-      case 4:
-        a.end_or_value = v;
-        break;
-      case 5:
-      case 6:
-        if (v != 1 && v != 2) {
-          puts(i == 5 ? "reg_width must be 1 or 2" : "data_width must be 1 or 2");
-          i2c_read_usage();
-          return -1;
-        }
-        (i == 5 ? a.reg_width : a.data_width) = v;
-        break;
-      default:
-        break;
-    }
-  }
+  if (!parse_reg_args(argc, argv, take_write_word, &a)) return -1;
   printf("i2c_num:0x%x, dev_addr:0x%x; reg_addr:0x%x; data:0x%x; reg_width: %d; data_width: %d.\n", a.bus, a.dev << 1,
          a.reg, a.end_or_value, a.reg_width, a.data_width);
-  char path[32];
-  snprintf(path, sizeof path, "/dev/i2c-%u", a.bus);
-  int fd = sys::open(path, O_RDWR);
-  if (fd < 0) {
-    printf("Open %s error!\n", path);
+  sys::Fd fd = open_reg_bus(a.bus);
+  if (!fd.ok()) return -1;
+  if (sys::ioctl(fd.get(), I2C_SLAVE, ioctl_value(a.dev)) < 0) {
+    puts("set i2c device address error!");
     return -1;
   }
-  int result = 0;
-  if (sys::ioctl(fd, I2C_SLAVE, ioctl_value(a.dev)) < 0) {
-    puts("set i2c device address error!");
-    result = -1;
-  } else {
-    uint8_t frame[4];
-    uint8_t* end = put_be(put_be(frame, a.reg, a.reg_width), a.end_or_value, a.data_width);
-    if (sys::write(fd, frame, static_cast<size_t>(end - frame)) < 0) {
-      puts("i2c write error!");
-      result = -1;
-    }
+  uint8_t frame[4];
+  uint8_t* end = put_be(put_be(frame, a.reg, a.reg_width), a.end_or_value, a.data_width);
+  if (sys::write(fd.get(), frame, static_cast<size_t>(end - frame)) < 0) {
+    puts("i2c write error!");
+    return -1;
   }
-  sys::close(fd);
-  return result;
+  return 0;
 }
 
 int i2c_recv(int argc, char** argv) {
@@ -231,61 +227,48 @@ int i2c_recv(int argc, char** argv) {
   if (!parse32(argv[1], &bus)) return 0;
   printf("-------------i2c_num: 0x%x\n", bus);
   if (bus > kMaxRawBus) return -1;
-  char path[32];
-  snprintf(path, sizeof path, "/dev/i2c-%d", static_cast<int>(bus));
-  int fd = sys::open(path, O_RDWR);
-  if (fd < 0) {
-    puts("Open i2c dev error!");
-    return -1;
-  }
+  sys::Fd fd = open_raw_bus(bus);
+  if (!fd.ok()) return -1;
   uint32_t dev = 0, write_num = 0, read_num = 0;
   uint8_t wbuf[kMaxRaw] = {}, rbuf[kMaxRaw] = {};
-  int result = 0;
-  if (!parse32(argv[2], &dev) || !parse32(argv[3], &write_num)) goto done;
+  if (!parse32(argv[2], &dev) || !parse32(argv[3], &write_num)) return 0;
   if (write_num > kMaxRaw) {
     printf("write_num:%d, too big\n", static_cast<int>(write_num));
-    goto done;
+    return 0;
   }
   // The count decides where read_num sits; a shorter line has none.
   if (static_cast<uint32_t>(argc) < 5 + write_num) {
     printf("write_num:%d, but read_num is missing\n", static_cast<int>(write_num));
-    result = -1;
-    goto done;
+    return -1;
   }
   for (uint32_t i = 0; i < write_num; ++i) {
     uint32_t v = 0;
-    if (!parse32(argv[4 + i], &v)) goto done;
+    if (!parse32(argv[4 + i], &v)) return 0;
     wbuf[i] = static_cast<uint8_t>(v);
   }
-  if (!parse32(argv[4 + write_num], &read_num)) goto done;
+  if (!parse32(argv[4 + write_num], &read_num)) return 0;
   if (read_num > kMaxRaw) {
     printf("read_num:%d, too big\n", static_cast<int>(read_num));
-    goto done;
+    return 0;
   }
   printf(
       "i2c_num:0x%x, dev_addr:0x%2x; write_num:0x%2x; write_value: "
       "0x%02x-0x%02x-0x%02x-0x%02x-0x%02x-0x%02x-0x%02x-0x%02x\nread_num:0x%2x \n\n",
       bus, dev, write_num, wbuf[0], wbuf[1], wbuf[2], wbuf[3], wbuf[4], wbuf[5], wbuf[6], wbuf[7], read_num);
-  if (sys::ioctl(fd, I2C_SLAVE, ioctl_value(dev)) < 0) {
+  if (sys::ioctl(fd.get(), I2C_SLAVE, ioctl_value(dev)) < 0) {
     puts("CMD_SET_DEV error!");
-    result = -1;
-    goto done;
+    return -1;
   }
-  {
-    const auto addr = static_cast<uint16_t>(dev);
-    I2cMsg msgs[2] = {{addr, 0, static_cast<uint16_t>(write_num), wbuf},
-                      {addr, I2C_M_RD, static_cast<uint16_t>(read_num), rbuf}};
-    I2cRdwrData rdwr = {msgs, 2};
-    if (sys::ioctl(fd, I2C_RDWR, &rdwr) < 0) {
-      puts("I2C RDWR err");
-      result = -1;
-      goto done;
-    }
+  const auto addr = static_cast<uint16_t>(dev);
+  I2cMsg msgs[2] = {{addr, 0, static_cast<uint16_t>(write_num), wbuf},
+                    {addr, I2C_M_RD, static_cast<uint16_t>(read_num), rbuf}};
+  I2cRdwrData rdwr = {msgs, 2};
+  if (sys::ioctl(fd.get(), I2C_RDWR, &rdwr) < 0) {
+    puts("I2C RDWR err");
+    return -1;
   }
   for (uint32_t i = 0; i < read_num; ++i) printf("read_value[%d] = 0x%02x\n", static_cast<int>(i), rbuf[i]);
-done:
-  sys::close(fd);
-  return result;
+  return 0;
 }
 
 int i2c_send(int argc, char** argv) {
@@ -298,42 +281,29 @@ int i2c_send(int argc, char** argv) {
   uint32_t bus = 0;
   if (!parse32(argv[1], &bus)) return 0;
   if (bus > kMaxRawBus) return -1;
-  char path[32];
-  snprintf(path, sizeof path, "/dev/i2c-%d", static_cast<int>(bus));
-  int fd = sys::open(path, O_RDWR);
-  if (fd < 0) {
-    puts("Open i2c dev error!");
-    return -1;
-  }
+  sys::Fd fd = open_raw_bus(bus);
+  if (!fd.ok()) return -1;
   uint32_t dev = 0;
   uint8_t buf[kMaxRaw] = {};
   const int count = argc - 3;
-  if (!parse32(argv[2], &dev)) {
-    sys::close(fd);
-    return 0;
-  }
+  if (!parse32(argv[2], &dev)) return 0;
   for (int i = 0; i < count; ++i) {
     uint32_t v = 0;
-    if (!parse32(argv[3 + i], &v)) {
-      sys::close(fd);
-      return 0;
-    }
+    if (!parse32(argv[3 + i], &v)) return 0;
     buf[i] = static_cast<uint8_t>(v);
   }
   const auto addr = static_cast<uint8_t>(dev);
   printf("dev_addr:0x%02x, value:0x%02x-0x%02x-0x%02x-0x%02x-0x%02x-0x%02x-0x%02x-0x%02x\n", addr, buf[0], buf[1],
          buf[2], buf[3], buf[4], buf[5], buf[6], buf[7]);
   // A refused address shows as the failed transfer that follows.
-  sys::ioctl(fd, I2C_SLAVE, ioctl_value(addr));
+  sys::ioctl(fd.get(), I2C_SLAVE, ioctl_value(addr));
   I2cMsg msg = {addr, 0, static_cast<uint16_t>(count), buf};
   I2cRdwrData rdwr = {&msg, 1};
-  int result = 0;
-  if (sys::ioctl(fd, I2C_RDWR, &rdwr) < 0) {
+  if (sys::ioctl(fd.get(), I2C_RDWR, &rdwr) < 0) {
     puts("I2C_WRITE error!");
-    result = -1;
+    return -1;
   }
-  sys::close(fd);
-  return result;
+  return 0;
 }
 
 }  // namespace tav

@@ -12,7 +12,6 @@
 namespace tav {
 
 namespace {
-constexpr const char* kSource = "tools/mc";
 constexpr const char* kUsage =
     " clear(set) memory. \nusage: %s <address> <length> [value]. \nAddress: Phy address. 0x80040000 \n"
     "Length: the length to set \nValue: default 0 \nsample: %s 0x80040000 100 1\n"
@@ -22,7 +21,7 @@ constexpr const char* kUsage =
 int himc(int argc, char** argv) {
   if (argc <= 2) {
     printf(kUsage, argv[0], argv[0]);
-    exit_report("", kSource, 45);
+    exit_report("", ExitAt::McUsage);
   }
   uint64_t length = 0;
   if (str_to_number(argv[2], &length) != 0 || length == 0) {
@@ -35,8 +34,8 @@ int himc(int argc, char** argv) {
   }
   uint64_t value = 0;
   if (argc == 4 && str_to_number(argv[3], &value) != 0) {
-    // The word after the value is named, which never exists: the C library's
-    // text for a null string is what the line has always shown.
+    // KEPT: the word after the value is named, which never exists; the C
+    // library prints a null string as "(null)".
     printf("value %s is invalid.\n", "(null)");
     exit_now(1);
   }
@@ -48,7 +47,7 @@ int himc(int argc, char** argv) {
   printf("====clear memory %#010lX, length %lu====\n", static_cast<unsigned long>(address),
          static_cast<unsigned long>(length));
   auto* mem = static_cast<volatile uint8_t*>(memmap(static_cast<uint32_t>(address), static_cast<uint32_t>(length)));
-  if (mem == nullptr) exit_report(kMapError, kSource, 95);
+  if (mem == nullptr) exit_report(kMapError, ExitAt::McMap);
   const auto half = static_cast<uint16_t>(value);
   for (uint64_t i = 0; i < length / 2; ++i) store<uint16_t>(mem + 2 * i, half);
   dump_bytes(stdout, mem, length, 16);

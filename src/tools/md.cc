@@ -13,7 +13,6 @@
 namespace tav {
 
 namespace {
-constexpr const char* kSource = "tools/md";
 constexpr const char* kUsageWords = "usage: %s <address> [length]. sample: %s 0x80040000 0x100\n";
 constexpr const char* kUsageBytes = "usage: %s <address>. sample: %s 0x80040000\n";
 constexpr const char* kUsageFile = "usage: %s <address> <len> [filename]. sample: %s 0x80040000 \n";
@@ -22,20 +21,20 @@ constexpr uint64_t kDefaultLength = 0x100;
 // What tells the two listings apart.
 struct Listing {
   const char* usage;
-  int usage_line;
+  ExitAt usage_at;
   const char* heading;
-  int map_line;
+  ExitAt map_at;
   int (*dump)(FILE*, const volatile void*, unsigned long, unsigned);
   bool whole_rows;  // four words a row are shown whatever the length
 };
 
-constexpr Listing kWords = {kUsageWords, 33, "====dump memory 0x%08lX====\n", 66, dump_words, true};
-constexpr Listing kBytes = {kUsageBytes, 90, "====dump memory %#010lX====\n", 123, dump_bytes, false};
+constexpr Listing kWords = {kUsageWords, ExitAt::MdWordsUsage, "====dump memory 0x%08lX====\n", ExitAt::MdWordsMap, dump_words, true};
+constexpr Listing kBytes = {kUsageBytes, ExitAt::MdBytesUsage, "====dump memory %#010lX====\n", ExitAt::MdBytesMap, dump_bytes, false};
 
 int display(int argc, char** argv, const Listing& how) {
   if (argc < 2) {
     printf(how.usage, argv[0], argv[0]);
-    exit_report("", kSource, how.usage_line);
+    exit_report("", how.usage_at);
   }
   uint64_t length = 0;
   if (argc != 3 || str_to_number(argv[2], &length) != 0) length = kDefaultLength;
@@ -49,7 +48,7 @@ int display(int argc, char** argv, const Listing& how) {
   uint64_t mapped = how.whole_rows ? (length + 15) & ~uint64_t{15} : length;
   if (mapped > UINT32_MAX) mapped = length;
   void* mem = memmap(static_cast<uint32_t>(address), static_cast<uint32_t>(mapped));
-  if (mem == nullptr) exit_report(kMapError, kSource, how.map_line);
+  if (mem == nullptr) exit_report(kMapError, how.map_at);
   how.dump(stdout, mem, length, 16);
   return 0;
 }
@@ -62,7 +61,7 @@ int himd(int argc, char** argv) { return display(argc, argv, kBytes); }
 int himdb(int argc, char** argv) {
   if (argc < 3) {
     printf(kUsageFile, argv[0], argv[0]);
-    exit_report("", kSource, 165);
+    exit_report("", ExitAt::MdbUsage);
   }
   uint64_t length = 0;
   if (str_to_number(argv[2], &length) != 0) length = kDefaultLength;
@@ -74,16 +73,16 @@ int himdb(int argc, char** argv) {
   uint64_t address = 0;
   if (str_to_number(argv[1], &address) != 0) {
     puts(kBadAddress);
-    sys::munmap(nullptr, length);
+    sys::munmap(nullptr, length);  // KEPT: unmaps nothing; the request is still made
     return 0;
   }
   printf("====dump memory:<%#010lX><%lu> to file:<%s>====\n", static_cast<unsigned long>(address),
          static_cast<unsigned long>(length), name);
   void* mem = memmap(static_cast<uint32_t>(address), static_cast<uint32_t>(length));
-  if (mem == nullptr) exit_report(kMapError, kSource, 191);
+  if (mem == nullptr) exit_report(kMapError, ExitAt::MdbMap);
   dump_to_file(mem, length, nullptr, name);
-  // Straight to the system, past the registry: the address need not be
-  // page-aligned, in which case the mapping simply stays.
+  // KEPT: straight to the system, past the registry: an address that is not
+  // page-aligned makes this fail and the mapping stays.
   sys::munmap(mem, length);
   return 0;
 }

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "common/process_state.h"
 #include "sys/sys.h"
 
 namespace tav {
@@ -18,6 +19,8 @@ struct MapNode {
   MapNode* next;
 };
 
+// KEPT: /dev/mem stays open for the process's life; only memmap_reset()
+// closes it. A plain value: a static owner would close it after the seam is gone.
 int g_mem_fd = -1;
 MapNode* g_head = nullptr;
 
@@ -72,7 +75,7 @@ int memunmap(const void* virt_addr) {
   auto addr = reinterpret_cast<uintptr_t>(virt_addr);
   MapNode* prev = nullptr;
   MapNode* n = g_head;
-  // The upper end is inclusive: one past the end still matches.
+  // KEPT: the upper end is inclusive, so one past the end still matches.
   while (n != nullptr && !(n->virt_base <= addr && addr <= n->virt_base + n->size)) {
     prev = n;
     n = n->next;
@@ -86,7 +89,7 @@ int memunmap(const void* virt_addr) {
   if (prev != nullptr) {
     prev->next = n->next;
   } else {
-    // Removing the head forgets every later node too (their mappings stay).
+    // KEPT: removing the head forgets every later node too (their mappings stay).
     for (MapNode* later = n->next; later != nullptr;) {
       MapNode* next = later->next;
       free(later);
@@ -109,6 +112,10 @@ void memmap_reset() {
   if (g_mem_fd >= 0) sys::close(g_mem_fd);
   g_mem_fd = -1;
 }
+
+namespace {
+[[maybe_unused]] const bool g_memmap_resets = register_state_reset(memmap_reset);
+}  // namespace
 
 int memmap_node_count() {
   int count = 0;

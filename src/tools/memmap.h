@@ -13,8 +13,8 @@ void* memmap(uint32_t phys_addr, uint32_t size);
 // 0 when a reference was dropped, -1 when the address lies in no mapping.
 int memunmap(const void* virt_addr);
 
-// For tests, which run many tools in one process: forget every mapping and
-// the /dev/mem descriptor, as a new process would start.
+// Forgets every mapping and the /dev/mem descriptor, as a new process would
+// start; part of reset_process_state().
 void memmap_reset();
 // Number of registry nodes and the refcount of the node covering phys_addr.
 int memmap_node_count();

@@ -2,7 +2,7 @@
 #include <cstdint>
 #include <cstdio>
 
-#include "sys/sys.h"
+#include "common/console.h"
 #include "tools/access.h"
 #include "tools/memmap.h"
 #include "tools/number.h"
@@ -12,36 +12,14 @@
 namespace tav {
 
 namespace {
-constexpr const char* kSource = "tools/mm";
 constexpr uint32_t kMapSize = 128;
 
-// One blank-delimited word from the console, at most size - 1 characters.
-// False at end of input before any character, and after a failed read: a
-// word cut short by an error must never be written.
-bool read_console_word(char* out, size_t size) {
-  size_t n = 0;
-  char c;
-  for (;;) {
-    ssize_t got = sys::read(0, &c, 1);
-    if (got < 0) return false;
-    if (got == 0) break;
-    bool blank = c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f';
-    if (blank) {
-      if (n > 0) break;
-      continue;
-    }
-    out[n++] = c;
-    if (n == size - 1) break;
-  }
-  out[n] = '\0';
-  return n > 0;
-}
 }  // namespace
 
 int himm(int argc, char** argv) {
   if (argc < 2) {
     printf("usage: %s <address> <Value>. sample: %s 0x80040000 0x123\n", argv[0], argv[0]);
-    exit_report("", kSource, 35);
+    exit_report("", ExitAt::MmUsage);
   }
   if (argc > 3) {
     puts("xxx");
@@ -72,7 +50,7 @@ int himm(int argc, char** argv) {
   printf("NewValue:");
   fflush(stdout);
   char word[16];
-  if (!read_console_word(word, sizeof word) || str_to_number(word, &value) != 0) {
+  if (!ConsoleReader().read_word(word, sizeof word) || str_to_number(word, &value) != 0) {
     puts("Input Error");
     return 0;
   }

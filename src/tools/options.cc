@@ -10,8 +10,8 @@ namespace {
 
 bool is_end(const OptionSpec& row) { return row.kind > OPT_RESERVED; }
 
-// '-' and '/' differ only in the bit of value 2: a path given as an argument
-// is taken as an option, as it always was.
+// '-' and '/' differ only in the bit of value 2.
+// KEPT: a path given as an argument is taken as an option.
 bool is_option_word(const char* word) { return (static_cast<unsigned char>(word[0]) & ~2u) == '-'; }
 
 }  // namespace
@@ -20,7 +20,9 @@ int store_option_value(OptionSpec* row, const char* word) {
   switch (row->kind) {
     case OPT_STRING:
     case OPT_STRING2:
-      if (row->value != nullptr) strcpy(static_cast<char*>(row->value), word);
+      // Cut to the destination; a row without room keeps nothing.
+      if (row->value != nullptr && row->value_size > 0)
+        snprintf(static_cast<char*>(row->value), row->value_size, "%s", word);
       break;
     case OPT_CHAR:
       if (row->value != nullptr) *static_cast<char*>(row->value) = word[0];

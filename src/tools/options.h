@@ -2,6 +2,7 @@
 // table, and the board-tool table lookup and command-line interpreter.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 namespace tav {
@@ -23,13 +24,17 @@ struct OptionSpec {
   uint8_t set;
   const char* help;
   void* value;
+  size_t value_size = 0;  // bytes at value for the string kinds, with the terminator
 };
 
 using ToolHandler = int (*)(int argc, char** argv);
 
+// BoardToolEntry::enabled: shown in the help listing.
+constexpr uint64_t kListed = 1;
+
 struct BoardToolEntry {
   const char* name;
-  uint64_t enabled;  // 1: shown in the help listing
+  uint64_t enabled;  // kListed or 0
   ToolHandler handler;
   const char* description;
 };

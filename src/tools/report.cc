@@ -6,8 +6,9 @@
 
 namespace tav {
 
-void exit_report(const char* reason, const char* path, int line) {
-  printf("%s exit:%#010lX.{%s:%d}\n", reason, static_cast<unsigned long>(-1L), path, line);
+void exit_report(const char* reason, ExitAt at) {
+  const ExitSite& site = kExitSites[static_cast<size_t>(at)];
+  printf("%s exit:%#010lX.{%s:%d}\n", reason, static_cast<unsigned long>(-1L), site.path, site.line);
   puts("[END]");
   exit_now(-1);
 }

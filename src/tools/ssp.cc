@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "sys/owners.h"
 #include "sys/sys.h"
 #include "tools/number.h"
 #include "tools/tools.h"
@@ -65,7 +66,7 @@ bool parse_args(int argc, char** argv, SspArgs* a, void (*usage)()) {
                            : "data_width must be 1 or 2";
     } else if (i >= 9 && v > 1) {
       complaint = i == 9 ? "reg_order must be 1 or 0" : "data_order must be 1 or 0";
-      // The read tool has always shown the write usage here.
+      // KEPT: the read tool shows the write usage here.
       complaint_usage = ssp_write_usage;
     }
     if (complaint != nullptr) {
@@ -111,20 +112,20 @@ int transfer(int fd, uint8_t* frame, uint32_t len) {
   return sys::ioctl(fd, SPI_IOC_MESSAGE_1, &t);
 }
 
-// The device opened and set to the tools' mode, or -1 after the message.
-int open_device(const SspArgs& a) {
+// The device opened and set to the tools' mode, or a closed owner after the
+// message.
+sys::Fd open_device(const SspArgs& a) {
   char path[48];
   snprintf(path, sizeof path, "/dev/spidev%u.%u", a.bus, a.csn);
-  int fd = sys::open(path, O_RDONLY);
-  if (fd < 0) {
+  sys::Fd fd(sys::open(path, O_RDONLY));
+  if (!fd.ok()) {
     printf("Open %s error!\n", path);
-    return -1;
+    return fd;
   }
   uint8_t mode = kSspMode;
-  if (sys::ioctl(fd, SPI_IOC_WR_MODE, &mode) < 0) {
+  if (sys::ioctl(fd.get(), SPI_IOC_WR_MODE, &mode) < 0) {
     puts("set spi mode fail!");
-    sys::close(fd);
-    return -1;
+    return sys::Fd();
   }
   return fd;
 }
@@ -142,16 +143,15 @@ int ssp_read(int argc, char** argv) {
       "data_width:%d, reg_order: %d, data_order: %d\n",
       a.bus, a.csn, a.dev, a.reg, static_cast<int>(a.count_or_data), a.dev_width, a.reg_width, a.data_width,
       a.reg_order, a.data_order);
-  int fd = open_device(a);
-  if (fd < 0) return -1;
+  sys::Fd fd = open_device(a);
+  if (!fd.ok()) return -1;
   printf("====reg_addr:0x%04x====", a.reg);
   const uint32_t count = static_cast<uint32_t>(a.reg + a.count_or_data) > a.reg ? a.count_or_data : 0;
   for (uint32_t i = 0; i < count; ++i) {
     uint8_t frame[16];
     uint32_t len = build_frame(a, frame, a.reg + i, true, 0);
-    if (transfer(fd, frame, len) != static_cast<int>(len)) {
+    if (transfer(fd.get(), frame, len) != static_cast<int>(len)) {
       puts("SPI_IOC_MESSAGE error ");
-      sys::close(fd);
       return -1;
     }
     const uint8_t* d = frame + a.dev_width + a.reg_width;
@@ -161,7 +161,6 @@ int ssp_read(int argc, char** argv) {
     printf("0x%04x ", value);
   }
   puts("\n[END]");
-  sys::close(fd);
   return 0;
 }
 
@@ -176,19 +175,16 @@ int ssp_write(int argc, char** argv) {
       "spi_num:%u, csn:%u\ndev_addr:0x%04x, reg_addr:0x%04x, data:0x%04x, dev_width:%d, reg_width:%d, "
       "data_width:%d, reg_order: %d, data_order: %d\n",
       a.bus, a.csn, a.dev, a.reg, a.count_or_data, a.dev_width, a.reg_width, a.data_width, a.reg_order, a.data_order);
-  int fd = open_device(a);
-  if (fd < 0) return -1;
+  sys::Fd fd = open_device(a);
+  if (!fd.ok()) return -1;
   uint8_t frame[16];
   uint32_t len = build_frame(a, frame, a.reg, false, a.count_or_data);
-  int result = 0;
-  if (transfer(fd, frame, len) != static_cast<int>(len)) {
+  if (transfer(fd.get(), frame, len) != static_cast<int>(len)) {
     puts("SPI_IOC_MESSAGE error ");
-    result = -1;
-  } else {
-    puts("\n[END]");
+    return -1;
   }
-  sys::close(fd);
-  return result;
+  puts("\n[END]");
+  return 0;
 }
 
 }  // namespace tav

@@ -19,8 +19,6 @@ int i2c_read(int argc, char** argv);
 int i2c_write(int argc, char** argv);
 int i2c_recv(int argc, char** argv);
 int i2c_send(int argc, char** argv);
-// i2c_write shows this usage too on its argument errors.
-void i2c_read_usage();
 
 int himii_r(int argc, char** argv);
 int himii_w(int argc, char** argv);

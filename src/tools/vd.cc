@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "sys/owners.h"
 #include "sys/sys.h"
 #include "tools/memmap.h"
 #include "tools/number.h"
@@ -14,7 +15,6 @@
 namespace tav {
 
 namespace {
-constexpr const char* kSource = "tools/vd";
 constexpr const char* kUsage =
     "usage: %s <YAddr> <CAddr> <YStirde> <CStride> <width> <height> <savefile>\n"
     "sample: %s 0x63010000 0x63020000 1024 1024 352 288 dump.cif\n";
@@ -135,7 +135,7 @@ void put_chroma(FileWriter& out, const uint8_t* c, uint64_t rows, uint64_t sampl
 int hivd(int argc, char** argv) {
   if (argc < 3) {
     printf(kUsage, argv[0], argv[0]);
-    exit_report("", kSource, 57);
+    exit_report("", ExitAt::VdUsage);
   }
   const char* file = argc >= 8 ? argv[7] : kDefaultFile;
   uint64_t v[4];
@@ -171,13 +171,13 @@ int hivd(int argc, char** argv) {
       (c == nullptr && span_of(c_rows, 2 * c_samples, c_stride) != 0))
     return 0;
 
-  int fd = sys::open(file, O_WRONLY | O_CREAT | O_TRUNC, 0666);
-  if (fd < 0) {
+  sys::Fd fd(sys::open(file, O_WRONLY | O_CREAT | O_TRUNC, 0666));
+  if (!fd.ok()) {
     printf("open file %s error!\n", file);
     return 0;
   }
   printf("\nBegin to dump video image to file :%s\n", file);
-  FileWriter out(fd);
+  FileWriter out(fd.get());
   // Rows that lie end to end go out in one piece.
   if (y_stride == width)
     out.put(y, height * width);
@@ -187,7 +187,7 @@ int hivd(int argc, char** argv) {
   put_chroma(out, c, c_rows, c_samples, c_stride, 0);
   out.flush();
   bool failed = out.failed();
-  sys::close(fd);
+  fd.close();
   if (failed) {
     printf("write file %s error!\n", file);
     return 0;

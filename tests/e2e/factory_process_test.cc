@@ -39,6 +39,28 @@ TEST_F(FactoryProcess, usage_version_and_bad_item_with_their_statuses) {
   EXPECT_EQ(p.out, "");
 }
 
+// Started through a path, the runner and an item's link still find their
+// names in the path's last component.
+TEST_F(FactoryProcess, started_through_a_path_the_base_name_decides) {
+  dir_.link("cpld", "tav_factory");
+  const std::string here = dir_.path().substr(dir_.path().rfind('/') + 1);
+  struct PathCase {
+    std::string name;
+    std::vector<std::string> args;
+    std::string out_head;
+  };
+  const PathCase cases[] = {
+      {"./tav_factory", {"-v"}, "*** tav_factory 1.1.0 "},
+      {"../" + here + "/tav_factory", {"--version"}, "*** tav_factory 1.1.0 "},
+      {"./cpld", {}, "CPLD测试开始\n驱动接口打开失败!\n"},
+  };
+  for (const PathCase& c : cases) {
+    Proc p = start(c.name, c.args);
+    EXPECT_EQ(p.status, 0) << c.name;
+    EXPECT_TRUE(starts_with(p.out, c.out_head)) << c.name << ": " << p.out;
+  }
+}
+
 TEST_F(FactoryProcess, install_run_through_links_and_uninstall) {
   Proc p = start("tav_factory", {"-i"});
   EXPECT_EQ(p.status, 0);

@@ -113,6 +113,38 @@ TEST_F(ToolProcess, install_then_every_memory_tool_under_its_link_name_then_unin
   EXPECT_NE(lstat((dir_ / "himd").c_str(), &st), 0);
 }
 
+// Started through a path, the program dispatches on the name's last
+// component; the tools still print the started name whole.
+TEST_F(ToolProcess, programs_started_through_a_path_dispatch_on_their_base_name) {
+  for (const char* name : {"himm", "himd.l"}) dir_.link(name, "tav_tool");
+  const std::string here = dir_.path().substr(dir_.path().rfind('/') + 1);
+  const Case cases[] = {
+      {"./himm",
+       {},
+       255,
+       "\nusage: ./himm <address> <Value>. sample: ./himm 0x80040000 0x123\n"
+       " exit:0XFFFFFFFFFFFFFFFF.{tools/mm:35}\n[END]\n"},
+      {"../" + here + "/himd.l",
+       {"0x80040000", "16"},
+       0,
+       "\n====dump memory 0x80040000====\n0000:  44434241 48474645 4c4b4a49 504f4e4d\n[END]\n"},
+      {"./tav_tool",
+       {"-x"},
+       0,
+       "\nWrong Args y: -x\n\t-h\t\tprint help msg\n\n\t-i\t\tinstall board tools\n\n"
+       "\t-u\t\tuninstall board tools\n\n------------------------------------------------------\n"},
+  };
+  for (const auto& c : cases) {
+    Proc r = start(c.name, c.args, c.input);
+    EXPECT_EQ(r.status, c.status) << c.name;
+    if (c.name == "./tav_tool")
+      EXPECT_TRUE(tavtest::starts_with(r.out, c.out)) << r.out;
+    else
+      EXPECT_EQ(r.out, c.out) << c.name;
+    EXPECT_EQ(r.err, "") << c.name;
+  }
+}
+
 TEST_F(ToolProcess, linux_build_reaches_the_mapped_bus_nodes) {
   if (TAV_TOOL_IS_SIM) GTEST_SKIP() << "tav_tool is the simulated-board build";
   // A plain file answers no I2C request: the address is refused, and the

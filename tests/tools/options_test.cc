@@ -23,7 +23,7 @@ struct Table {
       {"r", tav::OPT_REAL, 0, "\treal\n", &real},
       {"c", tav::OPT_CHAR, 0, "\tletter\n", &letter},
       {"z", tav::OPT_RESERVED, 0, "\treserved\n", nullptr},
-      {"p", tav::OPT_STRING, 0, "\tpositional\n", text},
+      {"p", tav::OPT_STRING, 0, "\tpositional\n", text, sizeof text},
       {"END", tav::OPT_END, 0, "\tEND\n", nullptr},
   };
   OptionSpec& row(const char* name) {
@@ -72,6 +72,15 @@ TEST(ScanOptions, ResultsAndMessages) {
     EXPECT_EQ(scan(t, c.words, &out), c.rc) << c.words.size();
     EXPECT_EQ(out, c.out);
   }
+}
+
+TEST(ScanOptions, string_values_are_cut_to_their_destination) {
+  Table t;
+  std::string out;
+  const std::string longword(100, 'w');
+  EXPECT_EQ(scan(t, {longword}, &out), 0);
+  EXPECT_EQ(std::string(t.text), longword.substr(0, sizeof t.text - 1));
+  EXPECT_EQ(t.row("p").set, 1);
 }
 
 int g_calls = 0;

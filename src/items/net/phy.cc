@@ -10,6 +10,7 @@
 
 #include "items/items.h"
 #include "items/net/netif.h"
+#include "sys/owners.h"
 #include "sys/sys.h"
 
 namespace tav {
@@ -44,22 +45,22 @@ void set_name(Req& req, const char* name) {
   strncpy(req.name, name, kIfNameSize - 1);
 }
 
-int open_socket(int domain) {
-  int sock = sys::socket(domain, SOCK_DGRAM, 0);
-  if (sock < 0) printf("open socket failed, errno: %d\n", errno);
+sys::Fd open_socket(int domain) {
+  sys::Fd sock(sys::socket(domain, SOCK_DGRAM, 0));
+  if (!sock.ok()) printf("open socket failed, errno: %d\n", errno);
   return sock;
 }
 
 // Asks for the interface's PHY address into req, on a socket left in *sock.
 // On failure the socket's or the request's result, with nothing left open.
-int query_phy(const char* name, MiiIfreq& req, int* sock) {
+int query_phy(const char* name, MiiIfreq& req, sys::Fd* sock) {
   *sock = open_socket(AF_UNIX);
-  if (*sock < 0) return *sock;
+  if (!sock->ok()) return sock->get();
   set_name(req, name);
-  int ret = sys::ioctl(*sock, SIOC_GMIIPHY, &req);
+  int ret = sys::ioctl(sock->get(), SIOC_GMIIPHY, &req);
   if (ret != 0) {
     printf("ioctl cmd SIOCGMIIPHY failed, errno: %d\n", errno);
-    sys::close(*sock);
+    sock->close();
   }
   return ret;
 }
@@ -71,13 +72,13 @@ int mdio(int argc, char** argv) {
     return -EINVAL;
   }
   MiiIfreq req = {};
-  int sock;
+  sys::Fd sock;
   int ret = query_phy(argv[1], req, &sock);
   if (ret != 0) return ret;
   req.mii.reg_num = static_cast<uint16_t>(strtoul(argv[2], nullptr, 0));
-  // The write form only ever reads: the value travels in val_in, unused.
+  // KEPT: the write form only ever reads: the value travels in val_in, unused.
   if (argc == 4) req.mii.val_in = static_cast<uint16_t>(strtoul(argv[3], nullptr, 0));
-  ret = sys::ioctl(sock, SIOC_GMIIREG, &req);
+  ret = sys::ioctl(sock.get(), SIOC_GMIIREG, &req);
   if (ret != 0) {
     printf("ioctl cmd SIOCGMIIREG failed, errno: %d\n", errno);
   } else if (argc == 4) {
@@ -85,22 +86,20 @@ int mdio(int argc, char** argv) {
   } else if (argc == 3) {
     printf("read phy addr: 0x%x  reg: 0x%x   value : 0x%x\n\n", req.mii.phy_id, req.mii.reg_num, req.mii.val_out);
   }
-  sys::close(sock);
   return ret;
 }
 
 int set_interface(const char* name, int mode) {
   if (name == nullptr) return -EFAULT;
-  int sock = open_socket(AF_INET);
-  if (sock < 0) return 0;
+  sys::Fd sock = open_socket(AF_INET);
+  if (!sock.ok()) return 0;
   if (strlen(name) >= kIfNameSize) {
     puts("name is too long");
-    sys::close(sock);
     return 0;
   }
   IfFlagsReq req = {};
   set_name(req, name);
-  int ret = sys::ioctl(sock, SIOC_GIFFLAGS, &req);
+  int ret = sys::ioctl(sock.get(), SIOC_GIFFLAGS, &req);
   if (ret != 0) {
     printf("ioctl cmd SIOCGIFFLAGS, errno: %d\n", errno);
   } else {
@@ -109,24 +108,23 @@ int set_interface(const char* name, int mode) {
     } else if ((req.flags & kIffUp) == 0) {
       req.flags |= kIffUp | kIffRunning;
     }
-    if ((ret = sys::ioctl(sock, SIOC_SIFFLAGS, &req)) != 0) printf("ioctl cmd SIOCSIFFLAGS failed, errno: %d\n", errno);
+    if ((ret = sys::ioctl(sock.get(), SIOC_SIFFLAGS, &req)) != 0)
+      printf("ioctl cmd SIOCSIFFLAGS failed, errno: %d\n", errno);
   }
-  sys::close(sock);
   return ret;
 }
 
 int reset_phy(const char* name) {
   MiiIfreq req = {};
-  int sock;
+  sys::Fd sock;
   int ret = query_phy(name, req, &sock);
   if (ret != 0) return ret;
   req.mii.reg_num = 0;
   req.mii.val_in = kBmcrReset;
-  if ((ret = sys::ioctl(sock, SIOC_SMIIREG, &req)) != 0)
+  if ((ret = sys::ioctl(sock.get(), SIOC_SMIIREG, &req)) != 0)
     printf("ioctl cmd SIOCSMIIREG failed, errno: %d\n", errno);
   else
     printf("write phy addr: 0x%x  reg: 0x%x  value : 0x%x\n\n", req.mii.phy_id, req.mii.reg_num, req.mii.val_in);
-  sys::close(sock);
   return ret;
 }
 
@@ -140,24 +138,20 @@ int reset(int argc, char** argv) {
 }
 
 int link(int argc, char** argv) {
-  int sock = open_socket(AF_INET);
-  if (sock < 0) return sock;
-  if (argc < 2 || argv[1] == nullptr) {
-    sys::close(sock);
-    return 0;
-  }
+  sys::Fd sock = open_socket(AF_INET);
+  if (!sock.ok()) return sock.get();
+  if (argc < 2 || argv[1] == nullptr) return 0;
   EthtoolValue value = {ETHTOOL_GLINK_CMD, 0};
   EthtoolReq req = {};
   set_name(req, argv[1]);
   req.data = &value;
-  if (sys::ioctl(sock, SIOC_ETHTOOL, &req) == 0) {
+  if (sys::ioctl(sock.get(), SIOC_ETHTOOL, &req) == 0) {
     printf("phy on %s is link %s\n", argv[1], value.data != 0 ? "up" : "down");
   } else {
-    // A failed query reports the link up, under the wrong request's name.
+    // KEPT: a failed query reports the link up, under the wrong request's name.
     printf("ioctl cmd SIOCSMIIREG failed, errno: %d\n", errno);
     printf("phy on %s is link %s\n", argv[1], "up");
   }
-  sys::close(sock);
   return 0;
 }
 

@@ -7,7 +7,9 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "common/console.h"
 #include "items/items.h"
+#include "sys/owners.h"
 #include "sys/sys.h"
 
 namespace tav {
@@ -16,24 +18,32 @@ namespace {
 
 constexpr const char* kNasDefaultPath = "/mnt/test";
 
-// The driver's opener: a descriptor of 0 is reported but still used.
-int open_nas() {
-  int fd = sys::open(kNasPath, O_RDWR);
-  if (fd <= 0) puts("device open fail");
+// KEPT: a descriptor of 0 is reported as a failure but still used.
+sys::Fd open_nas() {
+  sys::Fd fd(sys::open(kNasPath, O_RDWR));
+  if (fd.get() <= 0) puts("device open fail");
+  return fd;
+}
+
+// The sensor's node, or a closed owner after saying so.
+sys::Fd open_sensor(const char* path, const char* complaint) {
+  sys::Fd fd(sys::open(path, O_RDWR));
+  if (!fd.ok()) puts(complaint);
   return fd;
 }
 
 // The typed path overwrites the default from its first byte, so an empty
 // line sends an empty path. False at end of input before the line ended.
 bool read_nas_path(char (&path)[kNasPathSize]) {
+  ConsoleReader console;
   for (size_t i = 0; i < kNasPathSize; ++i) {
-    char c;
-    if (sys::read(0, &c, 1) != 1) return false;
+    int c = console.get();
+    if (c < 0) return false;
     if (c == '\n') {
       path[i] = '\0';
       return true;
     }
-    path[i] = c;
+    path[i] = static_cast<char>(c);
   }
   path[kNasPathSize - 1] = '\0';
   return true;
@@ -54,35 +64,31 @@ int nas_kill_test(int, char**) {
     return -1;
   }
   printf("Kill the nfs path[%s]\n", path);
-  int fd = open_nas();
-  if (fd < 0) {
+  sys::Fd fd = open_nas();
+  if (!fd.ok()) {
     fflush(stdout);
     perror("open /dev/tavnet failed.\n");
     return -1;
   }
-  if (sys::ioctl(fd, TAVIO_NAS_KILL_DATA, path) != 0) {
+  if (sys::ioctl(fd.get(), TAVIO_NAS_KILL_DATA, path) != 0) {
     fflush(stdout);
     perror("tavio_nas_kill_data failed.\n");
-    sys::close(fd);
     return -1;
   }
   puts("Kill the nfs path done.");
-  sys::close(fd);
+  fd.close();
   puts("测试NAS异常处理内核删除操作功能测试完毕");
   return 0;
 }
 
 // item: temperature
 int temperature_tool(int argc, char** argv) {
-  int fd = sys::open(kSensorPath, O_RDWR);
-  if (fd < 0) {
-    puts("Open tsensor error!");
-    return -1;
-  }
+  sys::Fd fd = open_sensor(kSensorPath, "Open tsensor error!");
+  if (!fd.ok()) return -1;
   int ret = 0;
   if (argc <= 1) {
     int32_t temperature = 0;
-    ret = sys::ioctl(fd, TSENSOR_READ_TEMP, &temperature);
+    ret = sys::ioctl(fd.get(), TSENSOR_READ_TEMP, &temperature);
     if (ret != 0)
       printf("Ioctl error, errno = %d\n", errno);
     else
@@ -91,21 +97,17 @@ int temperature_tool(int argc, char** argv) {
     puts("Input format error");
     puts("./temperat");
   }
-  sys::close(fd);
   return ret;
 }
 
 // item: fan
 int fan_tool(int argc, char** argv) {
-  int fd = sys::open(kFanPath, O_RDWR);
-  if (fd < 0) {
-    puts("Open tavfan error!");
-    return -1;
-  }
+  sys::Fd fd = open_sensor(kFanPath, "Open tavfan error!");
+  if (!fd.ok()) return -1;
   int ret = 0;
   if (argc <= 1) {
     int32_t duty = 0;
-    ret = sys::ioctl(fd, FAN_GET_DUTY, &duty);
+    ret = sys::ioctl(fd.get(), FAN_GET_DUTY, &duty);
     if (ret != 0)
       printf("Ioctl error, ret = %d\n", ret);
     else
@@ -115,7 +117,7 @@ int fan_tool(int argc, char** argv) {
     int32_t duty = static_cast<int32_t>(strtol(argv[1], nullptr, 10));
     if (static_cast<uint32_t>(duty) > kMaxFanDuty) {
       puts("Please input pwm duty from (0~100)");
-    } else if ((ret = sys::ioctl(fd, FAN_SET_DUTY, &duty)) != 0) {
+    } else if ((ret = sys::ioctl(fd.get(), FAN_SET_DUTY, &duty)) != 0) {
       printf("Ioctl error, ret = %d\n", ret);
     } else {
       printf("Set pwm_duty = %d succeed\n", duty);
@@ -125,7 +127,6 @@ int fan_tool(int argc, char** argv) {
     puts("Get pwm duty: ./pwm_test");
     puts("Set pwm duty: ./pwm_test [count(0-100)]");
   }
-  sys::close(fd);
   return ret;
 }
 

@@ -105,3 +105,81 @@ TEST_F(Switch, UsageEndsTheProcess) {
 }
 
 }  // namespace
+
+namespace {
+
+// Stations read the handler and line of a failed request; every command's
+// pair is pinned so an edit elsewhere in the tool cannot move one.
+TEST_F(Switch, failed_request_names_its_handler_and_line) {
+  struct FailCase {
+    std::vector<std::string> words;
+    std::string out;
+  };
+  const FailCase cases[] = {
+      {{"switch", "port_status"}, "do_port_status(74): ioctl failed, errno: 1\nrun port_status failed, errno: 1\n"},
+      {{"switch", "port_status2"}, "do_port_status2(76): ioctl failed, errno: 1\nrun port_status2 failed, errno: 1\n"},
+      {{"switch", "mac_lut", "00:12:34:56:78:9a"},
+       "do_mac_lut(96): ioctl failed, errno: 1\nrun mac_lut failed, errno: 1\n"},
+      {{"switch", "mac_lut2", "00:12:34:56:78:9a"},
+       "do_mac_lut2(100): ioctl failed, errno: 1\nrun mac_lut2 failed, errno: 1\n"},
+      {{"switch", "port_mode", "4", "100", "1"},
+       "do_port_mode(122): ioctl failed, errno: 1\nrun port_mode failed, errno: 1\n"},
+      {{"switch", "port_mode2", "2", "1000", "0"},
+       "do_port_mode2(126): ioctl failed, errno: 1\nrun port_mode2 failed, errno: 1\n"},
+      {{"switch", "host_status"}, "do_host_status(132): ioctl failed, errno: 1\nrun host_status failed, errno: 1\n"},
+      {{"switch", "mirror", "-r"}, "do_mirror(158): ioctl failed, errno: 1\nrun mirror failed, errno: 1\n"},
+      {{"switch", "mac_security", "5"},
+       "do_mac_security(180): ioctl failed, errno: 1\nrun mac_security failed, errno: 1\n"},
+      {{"switch", "set_vlan"}, "do_set_vlan(190): ioctl failed, errno: 1\nrun set_vlan failed, errno: 1\n"},
+      {{"switch", "p_status"}, "do_port_status_v3(198): ioctl failed, errno: 1\nrun p_status failed, errno: 1\n"},
+      {{"switch", "m_lut", "00:12:34:56:78:9a"},
+       "do_mac_lut_v3(212): ioctl failed, errno: 1\nrun m_lut failed, errno: 1\n"},
+      {{"switch", "p_mode", "17", "10", "1"},
+       "do_port_mode_v3(228): ioctl failed, errno: 1\nrun p_mode failed, errno: 1\n"},
+      {{"switch", "h_status"}, "do_host_status_v3(237): ioctl failed, errno: 1\nrun h_status failed, errno: 1\n"},
+      {{"switch", "p_mirror", "-w"}, "do_mirror_v3(254): ioctl failed, errno: 1\nrun p_mirror failed, errno: 1\n"},
+      {{"switch", "m_sec", "9"}, "do_mac_security_v3(273): ioctl failed, errno: 1\nrun m_sec failed, errno: 1\n"},
+      {{"switch", "vlan"}, "do_set_vlan_v3(282): ioctl failed, errno: 1\nrun vlan failed, errno: 1\n"},
+  };
+  for (const FailCase& c : cases) {
+    SCOPED_TRACE(c.words[1]);
+    sim::Board& b = fresh_board();
+    b.fail({sim::Call::Ioctl, tav::kSwitchPath, 0, 0, EPERM});
+    tavtest::Outcome o = run(tav::switch_tool, c.words);
+    EXPECT_EQ(o.out, c.out);
+    EXPECT_EQ(o.result, 0);
+    EXPECT_EQ(o.open_descriptors, 0u);
+  }
+}
+
+}  // namespace
+
+namespace {
+
+// A command without its words shows its own usage, sends nothing and is
+// reported failed.
+TEST_F(Switch, missing_words_show_the_commands_usage) {
+  struct WordsCase {
+    std::vector<std::string> words;
+    std::string usage;
+  };
+  const WordsCase cases[] = {
+      {{"switch", "mac_lut"}, "[mac_lut xx:xx:xx:xx:xx:xx]: get port num from MAC.\n"},
+      {{"switch", "mac_lut2", "a", "b"}, "[mac_lut2 xx:xx:xx:xx:xx:xx]: get port num from MAC.v2.\n"},
+      {{"switch", "port_mode", "1", "2"}, "[port_mode port_num speed duplex]: port mode set\n"},
+      {{"switch", "port_mode2", "1", "2", "3", "4"}, "[port_mode2 port_num speed duplex]: port mode set.v2.\n"},
+      {{"switch", "mac_security"}, "[mac_security port_num xx:xx:xx:xx:xx:xx]: config port mac security.\n"},
+      {{"switch", "m_lut"}, "[m_lut xx:xx:xx:xx:xx:xx]: [V3]get port num from MAC.\n"},
+      {{"switch", "p_mode", "1"}, "[p_mode channel speed duplex]: [V3]port mode set\n"},
+      {{"switch", "m_sec"}, "[m_sec channel xx:xx:xx:xx:xx:xx]: config channel mac security.\n"},
+  };
+  for (const WordsCase& c : cases) {
+    SCOPED_TRACE(c.words[1]);
+    tavtest::Outcome o = run(tav::switch_tool, c.words);
+    EXPECT_TRUE(tavtest::starts_with(o.out, c.usage + "run " + c.words[1] + " failed, errno: ")) << o.out;
+    EXPECT_TRUE(tavtest::requests_of(o, sim::Call::Ioctl).empty());
+    EXPECT_EQ(o.open_descriptors, 0u);
+  }
+}
+
+}  // namespace
