@@ -143,34 +143,43 @@ constexpr Spread kSpread;
 
 __m128i load(const uint8_t* p) { return _mm_load_si128(reinterpret_cast<const __m128i*>(p)); }
 
-// Full rows of sixteen in a few vector operations each: a listing of tens of
-// megabytes is bound by this loop.
-__attribute__((target("ssse3"))) void list_rows16_ssse3(RowWriter& out, const uint8_t* src, unsigned long rows,
-                                                        OffsetText& offsets) {
+// A full row of sixteen after its offset, in a few vector operations.
+__attribute__((target("ssse3"), always_inline)) inline char* put_row16_ssse3(char* p, const uint8_t* row) {
   const __m128i digits = _mm_setr_epi8('0', '1', '2', '3', '4', '5', '6', '7', '8', '9', 'a', 'b', 'c', 'd', 'e', 'f');
   const __m128i nibble = _mm_set1_epi8(0x0F);
+  __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(row));
+  __m128i high = _mm_shuffle_epi8(digits, _mm_and_si128(_mm_srli_epi16(v, 4), nibble));
+  __m128i low = _mm_shuffle_epi8(digits, _mm_and_si128(v, nibble));
+  __m128i pairs0 = _mm_unpacklo_epi8(high, low), pairs1 = _mm_unpackhi_epi8(high, low);
+  __m128i block[3] = {pairs0, _mm_alignr_epi8(pairs1, pairs0, Spread::kFirst[1]), pairs1};
+  for (int k = 0; k < 3; ++k) {
+    __m128i cols = _mm_or_si128(_mm_shuffle_epi8(block[k], load(kSpread.pick[k])), load(kSpread.spaces[k]));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(p + 16 * k), cols);
+  }
+  memcpy(p + 48, "  |", 3);
   // Printable is 0x20..0x7E; as signed bytes, 0x80 and up are below 0x20.
-  const __m128i below = _mm_set1_epi8(0x1F), above = _mm_set1_epi8(0x7F), dot = _mm_set1_epi8('.');
-  for (unsigned long r = 0; r < rows; ++r) {
-    char* start = out.reserve(kRow16Max);
-    char* p = offsets.put(start, static_cast<uint32_t>(r * 16), 5);
-    memcpy(p, ": ", 2);
-    p += 2;
-    __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + r * 16));
-    __m128i high = _mm_shuffle_epi8(digits, _mm_and_si128(_mm_srli_epi16(v, 4), nibble));
-    __m128i low = _mm_shuffle_epi8(digits, _mm_and_si128(v, nibble));
-    __m128i pairs0 = _mm_unpacklo_epi8(high, low), pairs1 = _mm_unpackhi_epi8(high, low);
-    __m128i block[3] = {pairs0, _mm_alignr_epi8(pairs1, pairs0, Spread::kFirst[1]), pairs1};
-    for (int k = 0; k < 3; ++k) {
-      __m128i cols = _mm_or_si128(_mm_shuffle_epi8(block[k], load(kSpread.pick[k])), load(kSpread.spaces[k]));
-      _mm_storeu_si128(reinterpret_cast<__m128i*>(p + 16 * k), cols);
+  __m128i shown = _mm_and_si128(_mm_cmpgt_epi8(v, _mm_set1_epi8(0x1F)), _mm_cmplt_epi8(v, _mm_set1_epi8(0x7F)));
+  __m128i text = _mm_or_si128(_mm_and_si128(shown, v), _mm_andnot_si128(shown, _mm_set1_epi8('.')));
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(p + 51), text);
+  memcpy(p + 67, "|\n", 2);
+  return p + kRow16;
+}
+
+// A listing of tens of megabytes is bound by this loop. Rows go out in
+// batches so that the writer's fill level is not a dependency from row to row.
+__attribute__((target("ssse3"))) void list_rows16_ssse3(RowWriter& out, const uint8_t* src, unsigned long rows,
+                                                        OffsetText& offsets) {
+  constexpr unsigned long kBatch = 256;
+  for (unsigned long r = 0; r < rows;) {
+    unsigned long last = rows - r < kBatch ? rows : r + kBatch;
+    char* const start = out.reserve((last - r) * kRow16Max);
+    char* p = start;
+    for (; r < last; ++r) {
+      p = offsets.put(p, static_cast<uint32_t>(r * 16), 5);
+      memcpy(p, ": ", 2);
+      p = put_row16_ssse3(p + 2, src + r * 16);
     }
-    memcpy(p + 48, "  |", 3);
-    __m128i shown = _mm_and_si128(_mm_cmpgt_epi8(v, below), _mm_cmplt_epi8(v, above));
-    __m128i text = _mm_or_si128(_mm_and_si128(shown, v), _mm_andnot_si128(shown, dot));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(p + 51), text);
-    memcpy(p + 67, "|\n", 2);
-    out.commit(static_cast<size_t>(p + kRow16 - start));
+    out.commit(static_cast<size_t>(p - start));
   }
 }
 #endif
