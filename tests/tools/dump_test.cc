@@ -12,16 +12,37 @@
 
 namespace {
 
-std::string listed(int (*dump)(FILE*, const volatile void*, unsigned long, unsigned), const uint8_t* data,
-                   unsigned long length, unsigned width) {
+std::string listing(int (*fn)(FILE*, const volatile void*, unsigned long, unsigned), const void* buf,
+                    unsigned long len, unsigned width) {
   char* text = nullptr;
   size_t size = 0;
   FILE* f = open_memstream(&text, &size);
-  dump(f, data, length, width);
+  fn(f, buf, len, width);
   fclose(f);
   std::string s(text, size);
   free(text);
   return s;
+}
+
+TEST(DumpBytes, PadsTheLastRowAndItsAsciiColumn) {
+  unsigned char buf[20];
+  for (int i = 0; i < 20; ++i) buf[i] = static_cast<unsigned char>(0x41 + i);
+  buf[1] = '\t';
+  buf[2] = 0x7F;
+  buf[3] = 0x00;
+  buf[4] = ' ';
+  buf[5] = 0xC8;
+  std::string want =
+      "00000:  41 09 7f 00 20 c8 47 48 49 4a 4b 4c 4d 4e 4f 50  |A... .GHIJKLMNOP|\n"
+      "00010:  51 52 53 54                                      |QRST            |\n";
+  EXPECT_EQ(listing(tav::dump_bytes, buf, 20, 16), want);
+}
+
+TEST(DumpWords, RoundsUpToWholeRowsOfFourWords) {
+  uint32_t words[8] = {0x11223344, 0xAABBCCDD, 0, 0xFFFFFFFF, 5, 6, 7, 8};
+  EXPECT_EQ(listing(tav::dump_words, words, 20, 16),
+            "0000:  11223344 aabbccdd 00000000 ffffffff\n"
+            "0010:  00000005 00000006 00000007 00000008\n");
 }
 
 std::string reference_bytes(const uint8_t* data, unsigned long length, unsigned width) {
@@ -86,18 +107,18 @@ TEST(DumpListing, MatchesPlainFormatterForRandomShapes) {
       SCOPED_TRACE("length " + std::to_string(length) + " width " + std::to_string(width) + " start " +
                    std::to_string(start));
       const uint8_t* data = memory.data() + start;
-      ASSERT_EQ(listed(tav::dump_bytes, data, length, width), reference_bytes(data, length, width));
+      ASSERT_EQ(listing(tav::dump_bytes, data, length, width), reference_bytes(data, length, width));
       if (width == 16 && length % 16 == 0) {
-        ASSERT_EQ(listed(tav::dump_words, data, length, 16), reference_words(data, length));
+        ASSERT_EQ(listing(tav::dump_words, data, length, 16), reference_words(data, length));
       }
     }
   }
   for (int i = 0; i < 200; ++i) {
     unsigned long length = 1 + rng() % 3000;
     const uint8_t* data = memory.data() + 64 + rng() % 300;
-    ASSERT_EQ(listed(tav::dump_bytes, data, length, 16), reference_bytes(data, length, 16)) << length;
+    ASSERT_EQ(listing(tav::dump_bytes, data, length, 16), reference_bytes(data, length, 16)) << length;
     unsigned long words = (length + 15) & ~15ul;
-    ASSERT_EQ(listed(tav::dump_words, data, words, 16), reference_words(data, words)) << length;
+    ASSERT_EQ(listing(tav::dump_words, data, words, 16), reference_words(data, words)) << length;
   }
 }
 
