@@ -9,6 +9,7 @@
 #include <atomic>
 #include <cstring>
 #include <map>
+#include <mutex>
 #include <thread>
 
 #include "harness.h"
@@ -229,6 +230,52 @@ TEST_F(SimBoard, a_board_thread_joining_another_lets_time_reach_it) {
   ASSERT_EQ(sys::thread_join(t, nullptr), 0);
   EXPECT_GE(g_joined_at, t0 + 5 * kSec);
   EXPECT_EQ(sys::thread_join(t, nullptr), ESRCH);  // joined already
+}
+
+void* busy_thread(void*) {
+  int fd = sys::open("/dev/sink", O_WRONLY);
+  if (fd < 0) return nullptr;
+  for (int i = 0; i < 20; ++i) {
+    sys::write(fd, "x", 1);
+    struct timespec ts;
+    sys::clock_gettime(CLOCK_MONOTONIC, &ts);
+  }
+  sys::sleep(1);
+  sys::write(fd, "y", 1);
+  sys::close(fd);
+  return nullptr;
+}
+
+// Shared writes go through the model's own lock.
+class LockedSink : public sim::Device {
+ public:
+  ssize_t write(sim::OpenFile& f, const void*, size_t n) override {
+    f.log_sent("w", 1);
+    std::lock_guard<std::mutex> lock(mu_);
+    written += n;
+    return static_cast<ssize_t>(n);
+  }
+  std::mutex mu_;
+  size_t written = 0;
+};
+
+TEST_F(SimBoard, forty_threads_share_the_board_and_leave_it_as_they_found_it) {
+  auto sink = std::make_shared<LockedSink>();
+  board().add("/dev/sink", sink);
+  board().fail(sim::Fault{sim::Call::Write, "/dev/sink", 0, 0, EIO, 1});
+  size_t before = board().open_descriptors();
+  size_t calls = board().calls();
+  constexpr int kThreads = 40;
+  pthread_t threads[kThreads];
+  for (auto& t : threads) ASSERT_EQ(sys::thread_create(&t, busy_thread, nullptr), 0);
+  sys::sleep(2);
+  for (auto& t : threads) ASSERT_EQ(sys::thread_join(t, nullptr), 0);
+  EXPECT_EQ(sink->written, kThreads * 21u);
+  EXPECT_EQ(board().open_descriptors(), before);
+  EXPECT_EQ(board().log_of(sim::Call::Write).size(), kThreads * 21u);
+  // Each thread: create, open, 20 writes and clock reads, sleep, write, close,
+  // join; and the driver's sleep.
+  EXPECT_EQ(board().calls() - calls, kThreads * 46u + 1);
 }
 
 }  // namespace
