@@ -151,7 +151,8 @@ __attribute__((target("ssse3"), always_inline)) inline char* put_row16_ssse3(cha
   __m128i high = _mm_shuffle_epi8(digits, _mm_and_si128(_mm_srli_epi16(v, 4), nibble));
   __m128i low = _mm_shuffle_epi8(digits, _mm_and_si128(v, nibble));
   __m128i pairs0 = _mm_unpacklo_epi8(high, low), pairs1 = _mm_unpackhi_epi8(high, low);
-  __m128i block[3] = {pairs0, _mm_alignr_epi8(pairs1, pairs0, Spread::kFirst[1]), pairs1};
+  static_assert(Spread::kFirst[1] == 10, "the middle block's shift is an immediate");
+  __m128i block[3] = {pairs0, _mm_alignr_epi8(pairs1, pairs0, 10), pairs1};
   for (int k = 0; k < 3; ++k) {
     __m128i cols = _mm_or_si128(_mm_shuffle_epi8(block[k], load(kSpread.pick[k])), load(kSpread.spaces[k]));
     _mm_storeu_si128(reinterpret_cast<__m128i*>(p + 16 * k), cols);
