@@ -2,8 +2,10 @@
 
 #include <errno.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/syscall.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -358,6 +360,8 @@ Board::~Board() {
     std::lock_guard<std::recursive_mutex> lock(mu_);
     closing_ = true;
     threads.swap(threads_);
+    threads.insert(threads.end(), detached_.begin(), detached_.end());
+    detached_.clear();
   }
   clock_.close();
   for (pthread_t t : threads) pthread_join(t, nullptr);
@@ -1196,18 +1200,23 @@ void* run_started(void* p) {
 }
 }  // namespace
 
-int Board::thread_create(pthread_t* thread, void* (*fn)(void*), void* arg) {
+int Board::thread_create(pthread_t* thread, void* (*fn)(void*), void* arg, const sys::ThreadOptions& options) {
   if (int err = enter(Call::Thread, "create", 0, 0, nullptr)) return err;
   auto start = std::make_unique<Start>(Start{this, fn, arg});
+  pthread_attr_t attr;
+  pthread_attr_init(&attr);
+  int rc = options.stack_size != 0 ? pthread_attr_setstacksize(&attr, options.stack_size) : 0;
   std::lock_guard<std::recursive_mutex> lock(mu_);
   clock_.thread_starting();
-  int rc = pthread_create(thread, nullptr, run_started, start.get());
+  // Created joinable even when detached, so the board can reap it.
+  if (rc == 0) rc = pthread_create(thread, &attr, run_started, start.get());
+  pthread_attr_destroy(&attr);
   if (rc != 0) {
     clock_.thread_ended();
     return rc;
   }
   start.release();
-  threads_.push_back(*thread);
+  (options.detached ? detached_ : threads_).push_back(*thread);
   return 0;
 }
 

@@ -3,6 +3,13 @@
 // log of every request made.
 #pragma once
 
+// The flags and records every device model answers with.
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <termios.h>
+
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
@@ -318,8 +325,9 @@ class Board final : public sys::Backend {
   int sched_setaffinity(pid_t pid, size_t size, const cpu_set_t* mask) override;
   int sched_getaffinity(pid_t pid, size_t size, cpu_set_t* mask) override;
   int sched_setscheduler(pid_t pid, int policy, const struct sched_param* param) override;
-  // The thread runs until its function returns or the board goes away.
-  int thread_create(pthread_t* thread, void* (*fn)(void*), void* arg) override;
+  // The thread runs until its function returns or the board goes away; the
+  // board reaps detached ones too, so none outlives it.
+  int thread_create(pthread_t* thread, void* (*fn)(void*), void* arg, const sys::ThreadOptions& options = {}) override;
   // Joins a thread the board started; the joiner does not advance time.
   int thread_join(pthread_t thread, void** result) override;
   pid_t gettid() override;
@@ -365,6 +373,7 @@ class Board final : public sys::Backend {
   std::map<DIR*, std::unique_ptr<Listing>> listings_;
   std::map<std::thread::id, cpu_set_t> affinity_;
   std::vector<pthread_t> threads_;
+  std::vector<pthread_t> detached_;  // never joined by a tool
   bool closing_ = false;
   std::map<int, int> in_handler_;  // signal -> raised again while handled
   std::string console_;
