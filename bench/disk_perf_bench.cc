@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "host_util.h"
+#include "items/items.h"
 #include "items/storage/disk_perf.h"
 
 namespace {
