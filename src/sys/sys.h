@@ -32,8 +32,9 @@ struct ThreadOptions {
 
 // Semaphores, mutexes and atomics stay outside: they order this process's own
 // threads and reach no device, clock or scheduler. The simulated board needs
-// no view of them because only the driving thread blocks on one, while the
-// threads it waits for run without sleeping.
+// no view of them as long as only the driving thread blocks on one and the
+// threads it waits for never sleep; a started thread that slept while the
+// driver waited would stop virtual time, and then the wait belongs here.
 
 // One implementation per world: the Linux kernel, or the simulated board.
 class Backend {
