@@ -22,6 +22,7 @@
 #include "host_util.h"
 #include "items/items.h"
 #include "items/io/usb.h"
+#include "items/items.h"
 #include "items/storage/emmc.h"
 
 namespace {

@@ -99,7 +99,7 @@ class Board final : public sys::Backend {
   int sched_getaffinity(pid_t pid, size_t size, cpu_set_t* mask) override;
   int sched_setscheduler(pid_t pid, int policy, const struct sched_param* param) override;
   // The thread runs until its function returns or the board goes away.
-  int thread_create(pthread_t* thread, void* (*fn)(void*), void* arg) override;
+  int thread_create(pthread_t* thread, void* (*fn)(void*), void* arg, const sys::ThreadOptions& options = {}) override;
   // Joins a thread the board started; the joiner does not advance time.
   int thread_join(pthread_t thread, void** result) override;
   pid_t gettid() override;

@@ -108,9 +108,9 @@ int Board::sched_setscheduler(pid_t pid, int policy, const struct sched_param* p
   return 0;
 }
 
-int Board::thread_create(pthread_t* thread, void* (*fn)(void*), void* arg) {
+int Board::thread_create(pthread_t* thread, void* (*fn)(void*), void* arg, const sys::ThreadOptions& options) {
   if (int err = enter(Call::Thread, "create", 0, 0, nullptr)) return err;
-  return threads_.start(thread, fn, arg);
+  return threads_.start(thread, fn, arg, options.stack_size, options.detached);
 }
 
 int Board::thread_join(pthread_t thread, void** result) {

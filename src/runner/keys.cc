@@ -1,5 +1,7 @@
 // The runner's raw key reader: answers are read key by key so the operator
 // gets an answer on a single key press and a bounded length.
+#include <termios.h>
+
 #include <cerrno>
 #include <cstdio>
 

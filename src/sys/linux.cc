@@ -1,8 +1,16 @@
 // The Linux backend: thin forwarding to the kernel, plus an optional device
 // path map so a board whose drivers name nodes differently needs no rebuild.
 #include <errno.h>
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <sys/mman.h>
 #include <sys/mount.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <sys/syscall.h>
+#include <termios.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -108,8 +116,15 @@ class LinuxBackend final : public Backend {
   int sched_setscheduler(pid_t pid, int policy, const struct sched_param* param) override {
     return ::sched_setscheduler(pid, policy, param);
   }
-  int thread_create(pthread_t* thread, void* (*fn)(void*), void* arg) override {
-    return ::pthread_create(thread, nullptr, fn, arg);
+  int thread_create(pthread_t* thread, void* (*fn)(void*), void* arg, const ThreadOptions& options) override {
+    pthread_attr_t attr;
+    int rc = ::pthread_attr_init(&attr);
+    if (rc != 0) return rc;
+    if (options.stack_size != 0) rc = ::pthread_attr_setstacksize(&attr, options.stack_size);
+    if (rc == 0 && options.detached) rc = ::pthread_attr_setdetachstate(&attr, PTHREAD_CREATE_DETACHED);
+    if (rc == 0) rc = ::pthread_create(thread, &attr, fn, arg);
+    ::pthread_attr_destroy(&attr);
+    return rc;
   }
   int thread_join(pthread_t thread, void** result) override { return ::pthread_join(thread, result); }
   // Through the generic entry: the C library of the board's toolchain may lack a wrapper.

@@ -4,26 +4,37 @@
 // real one.
 #pragma once
 
+// Only what the declarations below need: a file that uses a call's flags or
+// records (O_RDWR, PROT_READ, struct termios...) includes their header itself,
+// so nothing but the seam gets the OS calls for free.
 #include <dirent.h>
-#include <fcntl.h>
 #include <pthread.h>
 #include <sched.h>
 #include <signal.h>
-#include <sys/ioctl.h>
-#include <sys/mman.h>
 #include <sys/select.h>
-#include <sys/socket.h>
-#include <sys/stat.h>
-#include <sys/statvfs.h>
 #include <sys/types.h>
-#include <termios.h>
 #include <time.h>
-#include <unistd.h>
 
 #include <cstddef>
 #include <cstdint>
 
+struct stat;
+struct statvfs;
+struct termios;
+
 namespace sys {
+
+// How a thread is started; the defaults are pthread_create's.
+struct ThreadOptions {
+  size_t stack_size = 0;  // 0: the C library's default
+  bool detached = false;  // for threads nobody joins
+};
+
+// Semaphores, mutexes and atomics stay outside: they order this process's own
+// threads and reach no device, clock or scheduler. The simulated board needs
+// no view of them as long as only the driving thread blocks on one and the
+// threads it waits for never sleep; a started thread that slept while the
+// driver waited would stop virtual time, and then the wait belongs here.
 
 // One implementation per world: the Linux kernel, or the simulated board.
 class Backend {
@@ -68,9 +79,9 @@ class Backend {
   virtual int sched_setaffinity(pid_t pid, size_t size, const cpu_set_t* mask) = 0;
   virtual int sched_getaffinity(pid_t pid, size_t size, cpu_set_t* mask) = 0;
   virtual int sched_setscheduler(pid_t pid, int policy, const struct sched_param* param) = 0;
-  // As pthread_create with default attributes: 0 or an error number.
-  virtual int thread_create(pthread_t* thread, void* (*fn)(void*), void* arg) = 0;
-  // As pthread_join: 0 or an error number.
+  // As pthread_create: 0 or an error number.
+  virtual int thread_create(pthread_t* thread, void* (*fn)(void*), void* arg, const ThreadOptions& options) = 0;
+  // As pthread_join, for a thread not created detached: 0 or an error number.
   virtual int thread_join(pthread_t thread, void** result) = 0;
   // The calling thread's kernel thread id.
   virtual pid_t gettid() = 0;
@@ -146,8 +157,8 @@ inline int sched_getaffinity(pid_t pid, size_t size, cpu_set_t* mask) {
 inline int sched_setscheduler(pid_t pid, int policy, const struct sched_param* param) {
   return backend().sched_setscheduler(pid, policy, param);
 }
-inline int thread_create(pthread_t* thread, void* (*fn)(void*), void* arg) {
-  return backend().thread_create(thread, fn, arg);
+inline int thread_create(pthread_t* thread, void* (*fn)(void*), void* arg, const ThreadOptions& options = {}) {
+  return backend().thread_create(thread, fn, arg, options);
 }
 inline int thread_join(pthread_t thread, void** result) { return backend().thread_join(thread, result); }
 inline pid_t gettid() { return backend().gettid(); }

@@ -1,5 +1,8 @@
 // hiddrs: how busy the DDR controllers are, sampled on a timer signal until
 // Ctrl-C.
+#include <fcntl.h>
+#include <sys/mman.h>
+
 #include <cctype>
 #include <cstdint>
 #include <cstdio>

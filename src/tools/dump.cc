@@ -1,5 +1,7 @@
 #include "tools/dump.h"
 
+#include <fcntl.h>
+
 #include <cerrno>
 #include <cstdint>
 #include <cstring>

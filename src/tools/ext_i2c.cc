@@ -1,6 +1,8 @@
 // hier, hiew: registers of an I2C device through the SoC vendor's I2C node.
 #include "tools/ext_i2c.h"
 
+#include <fcntl.h>
+
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>

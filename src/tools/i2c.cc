@@ -2,6 +2,8 @@
 // i2c_recv, i2c_send: raw transfers on an i2c-dev bus.
 #include "tools/i2c.h"
 
+#include <fcntl.h>
+
 #include <cstdint>
 #include <cstdio>
 

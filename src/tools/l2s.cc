@@ -1,5 +1,8 @@
 // hil2s: cache hit ratios from the CPU's event counters, sampled on a timer
 // signal until Ctrl-C.
+#include <fcntl.h>
+#include <sys/mman.h>
+
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>

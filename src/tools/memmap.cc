@@ -1,5 +1,8 @@
 #include "tools/memmap.h"
 
+#include <fcntl.h>
+#include <sys/mman.h>
+
 #include <cstdio>
 #include <cstdlib>
 

@@ -1,6 +1,8 @@
 // himii.r, himii.w: read and write an Ethernet PHY register.
 #include "tools/mii.h"
 
+#include <sys/socket.h>
+
 #include <cstdint>
 #include <cstdio>
 #include <cstring>

@@ -1,5 +1,8 @@
 #include "tools/sampler.h"
 
+#include <fcntl.h>
+#include <sys/mman.h>
+
 #include <cstdio>
 #include <cstring>
 

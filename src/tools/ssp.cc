@@ -2,6 +2,8 @@
 // Reachable only from code: they have no row in the board-tool table.
 #include "tools/ssp.h"
 
+#include <fcntl.h>
+
 #include <cstdint>
 #include <cstdio>
 

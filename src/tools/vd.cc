@@ -1,5 +1,7 @@
 // hivd: save a semi-planar 4:2:0 frame lying in physical memory to a file in
 // planar form: luma, then the second chroma samples, then the first.
+#include <fcntl.h>
+
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>

@@ -1,6 +1,7 @@
 // hier and hiew through the vendor I2C node on the simulated board.
 #include "tools/ext_i2c.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 
 #include "harness.h"

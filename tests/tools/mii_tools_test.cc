@@ -1,5 +1,6 @@
 // himii.r and himii.w against the simulated PHYs behind the MII socket ioctls.
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 
 #include "harness.h"
 #include "sim/mii.h"

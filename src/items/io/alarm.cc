@@ -1,4 +1,6 @@
 // Alarm I/O test (automatic loop-back and manual) and the buzzer test.
+#include <fcntl.h>
+
 #include <cctype>
 #include <cerrno>
 #include <cstdint>

@@ -1,5 +1,6 @@
 // The gpio tool (read or drive one line) and the PSE simulation that mirrors
 // the port-request lines onto the port-power lines.
+#include <fcntl.h>
 #include <getopt.h>
 
 #include <cerrno>

@@ -1,6 +1,9 @@
 // Front panel items. The panel test opens the panel's port, starts the
 // heartbeat and leaves both running; the key test, later in the same process,
 // listens on that port.
+#include <fcntl.h>
+#include <termios.h>
+
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
@@ -131,7 +134,8 @@ void* heartbeat_loop(void*) {
 }
 
 int start_heartbeat() {
-  if (sys::thread_create(&g_panel.heartbeat, heartbeat_loop, nullptr) != 0) {
+  // Never joined: it beats until the process ends.
+  if (sys::thread_create(&g_panel.heartbeat, heartbeat_loop, nullptr, sys::ThreadOptions{0, true}) != 0) {
     puts("can not creat HB thread");
     return -1;
   }

@@ -3,7 +3,9 @@
 // that both boards see over the link.
 #include "items/items.h"
 
+#include <fcntl.h>
 #include <getopt.h>
+#include <sys/mman.h>
 
 #include <cstdio>
 #include <cstdlib>

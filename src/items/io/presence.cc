@@ -3,6 +3,9 @@
 // receiver's key events.
 #include "items/io/presence.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>

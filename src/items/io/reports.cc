@@ -1,5 +1,7 @@
 // Boot parameter and CPLD reports: a record from /dev/tavio printed field
 // by field between banners that the station parses.
+#include <fcntl.h>
+
 #include <cstdint>
 #include <cstdio>
 #include <cstring>

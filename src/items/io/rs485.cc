@@ -1,5 +1,8 @@
 // RS485 test: a full-duplex loop-back of 26 characters, or six frames sent
 // half-duplex to a fixture whose lamp the operator watches.
+#include <fcntl.h>
+#include <termios.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>

@@ -1,4 +1,6 @@
 // RTC rate test and the watchdog reset test.
+#include <fcntl.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>

@@ -1,5 +1,7 @@
 #include "items/io/tavio.h"
 
+#include <fcntl.h>
+
 #include <cstdio>
 
 #include "sys/sys.h"

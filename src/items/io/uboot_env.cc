@@ -1,5 +1,7 @@
 // Boot environment test (list, rewrite serverip, refuse to empty the rest,
 // switch the serial pass-through) and the environment password tool.
+#include <fcntl.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>

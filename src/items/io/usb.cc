@@ -2,6 +2,10 @@
 // pattern with direct I/O, read it back and count wrong bytes.
 #include "items/io/usb.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>

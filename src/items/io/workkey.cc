@@ -3,6 +3,7 @@
 // fetched and the driver decrypts it. The program itself holds no key.
 #include "items/io/workkey.h"
 
+#include <fcntl.h>
 #include <getopt.h>
 
 #include <algorithm>

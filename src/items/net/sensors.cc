@@ -1,6 +1,8 @@
 // NAS kill, temperature and fan: one request each to a small driver.
 #include "items/net/sensors.h"
 
+#include <fcntl.h>
+
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>

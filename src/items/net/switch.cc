@@ -3,6 +3,8 @@
 // older interface and its third-generation one.
 #include "items/net/switch.h"
 
+#include <fcntl.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>

@@ -1,6 +1,7 @@
 #include "items/storage/disk_perf.h"
 
 #include <errno.h>
+#include <fcntl.h>
 #include <pthread.h>
 #include <semaphore.h>
 
@@ -301,19 +302,16 @@ int disk_perf(int argc, char** argv) {
   }
   printf("range_GB               = %ld\n\n", static_cast<long>(cmd.range_GB));
 
-  pthread_attr_t attr;
-  pthread_attr_init(&attr);
-  pthread_attr_setstacksize(&attr, kStackSize);
-  size_t stack = 0;
-  if (pthread_attr_getstacksize(&attr, &stack) != 0) puts("pthread_attr_getstacksize ERROR!");
-  // Nobody joins the threads; detached, they leave nothing behind.
-  pthread_attr_setdetachstate(&attr, PTHREAD_CREATE_DETACHED);
+  // One stack size for every thread, and nobody joins them: detached, they
+  // leave nothing behind. The size is handed over, not read back from an
+  // attribute object, so there is no read-back failure left to report.
+  const sys::ThreadOptions options{kStackSize, true};
   int readers = cmd.read_threads;
   int writers = cmd.write_threads;
   while (readers > 0 || writers > 0) {
     pthread_t id;
     if (readers > 0) {
-      if (pthread_create(&id, &attr, reader, nullptr) != 0) {
+      if (sys::thread_create(&id, reader, nullptr, options) != 0) {
         puts("Create read thread ERROR!");
         readers = 0;
         if (writers == 0) break;
@@ -322,7 +320,7 @@ int disk_perf(int argc, char** argv) {
       }
     }
     if (writers > 0) {
-      int rc = pthread_create(&id, &attr, writer, nullptr);
+      int rc = sys::thread_create(&id, writer, nullptr, options);
       if (rc != 0) {
         errno = rc;
         perror("Create write thread error!");
@@ -333,7 +331,6 @@ int disk_perf(int argc, char** argv) {
       }
     }
   }
-  pthread_attr_destroy(&attr);
 
   wait_for(&g_write_done);
   wait_for(&g_read_done);

@@ -1,6 +1,8 @@
 // Disk scan detection: which bays hold a disk, with model, size and the
 // board's version date.
 #include <errno.h>
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>

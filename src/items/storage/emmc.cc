@@ -3,6 +3,8 @@
 #include "items/items.h"
 #include "items/storage/emmc.h"
 
+#include <fcntl.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>

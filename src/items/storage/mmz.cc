@@ -3,6 +3,8 @@
 #include "items/storage/mmz.h"
 
 #include <errno.h>
+#include <fcntl.h>
+#include <sys/mman.h>
 
 #include <cstdio>
 #include <cstring>

@@ -2,6 +2,7 @@
 #include "items/storage/mtd.h"
 
 #include <errno.h>
+#include <fcntl.h>
 
 #include <cstdio>
 #include <cstdlib>

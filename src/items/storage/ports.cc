@@ -1,5 +1,6 @@
 // The controller scan, the port report and the disk power cycling test.
 #include <errno.h>
+#include <fcntl.h>
 
 #include <cstdio>
 #include <cstdlib>

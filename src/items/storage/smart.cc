@@ -1,6 +1,7 @@
 #include "items/storage/smart.h"
 
 #include <errno.h>
+#include <fcntl.h>
 
 #include <cstdio>
 #include <cstdlib>

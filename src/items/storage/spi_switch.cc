@@ -4,6 +4,8 @@
 #include "items/items.h"
 #include "items/storage/spi_switch.h"
 
+#include <fcntl.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>

@@ -1,5 +1,6 @@
 // The disk password test and the disk buffer tool.
 #include <errno.h>
+#include <fcntl.h>
 #include <getopt.h>
 
 #include <cstdio>

@@ -1,6 +1,7 @@
 // The ATA command layer: exact bytes on both transports, results and messages.
 #include "items/storage/ata.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 
 #include <cstring>

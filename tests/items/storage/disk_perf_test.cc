@@ -3,6 +3,7 @@
 #include "items/items.h"
 #include "items/storage/disk_perf.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
