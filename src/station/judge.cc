@@ -1,0 +1,185 @@
+#include "station/judge.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+namespace tav {
+namespace station {
+
+namespace {
+
+// The console's lines, without their line ends.
+std::vector<std::string_view> lines_of(std::string_view out) {
+  std::vector<std::string_view> lines;
+  while (!out.empty()) {
+    size_t nl = out.find('\n');
+    std::string_view line = out.substr(0, nl);
+    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+    lines.push_back(line);
+    if (nl == std::string_view::npos) break;
+    out.remove_prefix(nl + 1);
+  }
+  return lines;
+}
+
+bool contains(std::string_view s, const char* part) { return s.find(part) != std::string_view::npos; }
+
+bool starts(std::string_view s, const char* head) { return s.substr(0, strlen(head)) == head; }
+
+// Every line holding one of the parts.
+void collect(const std::vector<std::string_view>& lines, std::initializer_list<const char*> parts,
+             std::vector<std::string>* out) {
+  for (std::string_view l : lines)
+    for (const char* p : parts)
+      if (contains(l, p)) {
+        out->emplace_back(l);
+        break;
+      }
+}
+
+void number(Findings* f, const char* name, double v, const char* unit) {
+  Measurement m;
+  m.name = name;
+  m.number = v;
+  m.unit = unit;
+  f->measurements.push_back(m);
+}
+
+// The number after head on the first line that starts with it.
+bool number_after(const std::vector<std::string_view>& lines, const char* head, double* v, int base = 10) {
+  for (std::string_view l : lines) {
+    if (!starts(l, head)) continue;
+    std::string rest(l.substr(strlen(head)));
+    char* end = nullptr;
+    *v = base == 10 ? strtod(rest.c_str(), &end) : static_cast<double>(strtoull(rest.c_str(), &end, base));
+    return end != rest.c_str();
+  }
+  return false;
+}
+
+std::string_view last_line(const std::vector<std::string_view>& lines) {
+  for (size_t i = lines.size(); i > 0; --i)
+    if (!lines[i - 1].empty()) return lines[i - 1];
+  return {};
+}
+
+void error_with(Findings* f, const std::vector<std::string_view>& lines, std::initializer_list<const char*> parts) {
+  f->verdict = Verdict::kError;
+  collect(lines, parts, &f->failures);
+}
+
+// Alarm loop-back: the last line is the verdict, except the early endings
+// that print the success verdict without a check.
+void judge_alarm(const RunFacts& r, const std::vector<std::string_view>& lines, Findings* f) {
+  if (r.result == -ENXIO) return error_with(f, lines, {"不存在"});
+  static const char* const kNoCheck[] = {"ioctl TAVIO_GET_HARDWRE_INFO failed!", "获取到的CPLD魔数非法",
+                                         "报警输入和输出个数全部为0.", "ioctl TAVIO_ALARM_DETECT error"};
+  for (const char* early : kNoCheck)
+    for (std::string_view l : lines)
+      if (contains(l, early)) {
+        f->verdict = Verdict::kError;
+        f->failures.emplace_back(l);
+        return;
+      }
+  double inputs = 0, outputs = 0;
+  for (std::string_view l : lines) {
+    if (!starts(l, "报警输入:")) continue;
+    std::string s(l);
+    if (sscanf(s.c_str(), "报警输入:%lf个, 报警输出:%lf个", &inputs, &outputs) == 2) {
+      number(f, "alarm_inputs", inputs, "");
+      number(f, "alarm_outputs", outputs, "");
+    }
+  }
+  int word = 0;
+  static const char* const kWords[] = {"alarm_in_open_active", "alarm_in_open_cleared", "alarm_in_closed_active",
+                                       "alarm_in_closed_cleared"};
+  for (std::string_view l : lines) {
+    if (!starts(l, "data_alarm_in: 0x") || contains(l, "check_mask") || word >= 4) continue;
+    number(f, kWords[word++], static_cast<double>(strtoull(std::string(l.substr(17)).c_str(), nullptr, 16)), "");
+  }
+  bool manual = false;
+  for (int i = 1; i < r.argc && r.argv != nullptr; ++i) manual = manual || strstr(r.argv[i], "-manual") != nullptr;
+  std::string_view verdict = last_line(lines);
+  if (verdict == "报警测试失败!") {
+    f->verdict = Verdict::kFail;
+    collect(lines, {"fail.", "error", "没有报警小板接入!"}, &f->failures);
+  } else if (manual) {
+    f->verdict = Verdict::kInfo;
+  } else if (verdict != "报警测试成功!") {
+    f->verdict = Verdict::kError;
+  }
+}
+
+void judge_buzzer(const RunFacts&, const std::vector<std::string_view>& lines, Findings* f) {
+  collect(lines, {"驱动接口打开失败!", "设置TAVIO_BUZZER_BEEP失败!", "关闭文件失败!"}, &f->failures);
+  if (!f->failures.empty()) f->verdict = Verdict::kError;
+}
+
+// Reports: the record between the banners is the information.
+void judge_report(const RunFacts& r, const std::vector<std::string_view>& lines, Findings* f) {
+  f->verdict = Verdict::kInfo;
+  if (r.result != 0) return error_with(f, lines, {"打开失败"});
+  collect(lines, {"获取bootparam失败!", "bootparam错误!", "失败", "错误", "failed"}, &f->failures);
+  if (!f->failures.empty()) f->verdict = Verdict::kError;
+}
+
+void judge_temperature(const RunFacts& r, const std::vector<std::string_view>& lines, Findings* f) {
+  f->verdict = Verdict::kInfo;
+  double t = 0;
+  if (number_after(lines, "Temperature = ", &t)) number(f, "temperature", t, "celsius");
+  if (r.result != 0 || r.argc > 1) error_with(f, lines, {"error", "Input format error"});
+}
+
+void judge_fan(const RunFacts& r, const std::vector<std::string_view>& lines, Findings* f) {
+  double duty = 0;
+  if (number_after(lines, "Get pwm_duty = ", &duty) || number_after(lines, "Set pwm_duty = ", &duty))
+    number(f, "fan_duty", duty, "percent");
+  if (r.argc <= 1) f->verdict = Verdict::kInfo;
+  collect(lines, {"error", "Please input pwm duty", "Input format error"}, &f->failures);
+  if (r.result != 0 || !f->failures.empty()) f->verdict = Verdict::kError;
+}
+
+void judge_nas_kill(const RunFacts& r, const std::vector<std::string_view>& lines, Findings* f) {
+  if (r.result != 0) error_with(f, lines, {"fail"});
+}
+
+// Items not judged on their own yet: the result decides.
+void judge_by_result(const RunFacts& r, const std::vector<std::string_view>& lines, Findings* f) {
+  if (r.result == 0) return;
+  f->verdict = Verdict::kFail;
+  collect(lines, {"fail", "Fail", "FAIL", "error", "Error", "失败", "错误"}, &f->failures);
+}
+
+using JudgeFn = void (*)(const RunFacts&, const std::vector<std::string_view>&, Findings*);
+
+struct ItemJudge {
+  const char* item;
+  JudgeFn judge;
+};
+
+constexpr ItemJudge kJudges[] = {
+    {"alarm", judge_alarm},         {"buzzer", judge_buzzer},     {"bootparam", judge_report},
+    {"cpld", judge_report},         {"temperature", judge_temperature}, {"fan", judge_fan},
+    {"nas_kill", judge_nas_kill},
+};
+
+}  // namespace
+
+Findings judge(const RunFacts& facts) {
+  Findings f;
+  std::vector<std::string_view> lines = lines_of(facts.out);
+  JudgeFn fn = judge_by_result;
+  for (const ItemJudge& j : kJudges)
+    if (facts.item == j.item) fn = j.judge;
+  fn(facts, lines, &f);
+  // What the item noted outranks a kept success line.
+  if (!facts.notes.empty() && f.verdict != Verdict::kError) {
+    f.verdict = Verdict::kFail;
+    for (const std::string& n : facts.notes) f.failures.push_back(n);
+  }
+  return f;
+}
+
+}  // namespace station
+}  // namespace tav
