@@ -81,10 +81,10 @@ bool install_tee(Tee* tee) {
 
 // What the item printed so far: written out, and still in the buffer.
 std::string printed_since(const Session& s) {
-  std::string out = s.tee.copy.substr(s.out_from);
+  std::string all = s.tee.copy;
   FILE* f = stdout;
-  if (f->_IO_write_ptr > f->_IO_write_base) out.append(f->_IO_write_base, f->_IO_write_ptr);
-  return out;
+  if (f->_IO_write_ptr > f->_IO_write_base) all.append(f->_IO_write_base, f->_IO_write_ptr);
+  return s.out_from < all.size() ? all.substr(s.out_from) : std::string();
 }
 
 void warn(const char* what, const char* path, int err) {
