@@ -1,6 +1,7 @@
 #include "station/judge.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -144,6 +145,130 @@ void judge_nas_kill(const RunFacts& r, const std::vector<std::string_view>& line
   if (r.result != 0) error_with(f, lines, {"fail"});
 }
 
+void text(Findings* f, const char* name, std::string_view value) {
+  Measurement m;
+  m.name = name;
+  m.is_text = true;
+  m.text = std::string(value);
+  f->measurements.push_back(m);
+}
+
+bool time_line(std::string_view l, int* second) {
+  int y, mo, d, h, mi;
+  std::string s(l);
+  char tail;
+  return s.size() == 19 && sscanf(s.c_str(), "%4d-%2d-%2d %2d:%2d:%2d%c", &y, &mo, &d, &h, &mi, second, &tail) == 6;
+}
+
+// Six readings a second apart must advance 4 to 8 seconds; a failed check
+// is silent on the console.
+void judge_rtc(const RunFacts& r, const std::vector<std::string_view>& lines, Findings* f) {
+  if (r.result != 0) return error_with(f, lines, {"open rtc0 failed", "关闭文件失败!"});
+  std::vector<std::string_view> readings;
+  size_t set_at = lines.size();
+  for (size_t i = 0; i < lines.size(); ++i) {
+    int sec;
+    if (lines[i] == "测试设置后的走时:") set_at = i;
+    if (i < set_at && time_line(lines[i], &sec)) readings.push_back(lines[i]);
+  }
+  if (readings.size() < 6) return error_with(f, lines, {"rtc rd time faid"});
+  int first = 0, last = 0;
+  time_line(readings[0], &first);
+  time_line(readings[5], &last);
+  int elapsed = last > first ? last - first : last + 60 - first;
+  text(f, "rtc_first_reading", readings[0]);
+  number(f, "rtc_elapsed", elapsed, "s");
+  number(f, "rtc_rate", elapsed / 5.0, "s/s");
+  bool passed = false;
+  for (std::string_view l : lines) passed = passed || l == "RTC走时测试成功。";
+  if (!passed) {
+    f->verdict = Verdict::kFail;
+    f->failures.push_back("rtc advanced " + std::to_string(elapsed) + " s in 5 s, not 4 to 8");
+    return;
+  }
+  collect(lines, {"ret:", "读取RTC失败"}, &f->failures);
+  if (set_at + 1 < lines.size()) {
+    std::string_view back = lines[set_at + 1];
+    text(f, "rtc_set_reading", back);
+    if (back.substr(0, 18) != "2015-04-01 08:57:2") f->failures.emplace_back(back);
+  }
+  if (!f->failures.empty()) f->verdict = Verdict::kFail;
+}
+
+// Success is the board's reset: a run that comes back has failed.
+void judge_watchdog(const RunFacts& r, const std::vector<std::string_view>& lines, Findings* f) {
+  if (r.ended_process) return;
+  if (r.result == -1) return error_with(f, lines, {"驱动接口打开失败"});
+  f->verdict = Verdict::kFail;
+  collect(lines, {"失败"}, &f->failures);
+}
+
+// HDMI and VGA: a failed request still prints "not connected".
+void judge_display(const RunFacts& r, const std::vector<std::string_view>& lines, Findings* f) {
+  if (r.result != 0) return error_with(f, lines, {"失败"});
+  bool connected = false, answered = false;
+  for (std::string_view l : lines) {
+    if (contains(l, " 已接入")) connected = answered = true;
+    if (contains(l, " 未接入")) answered = true;
+  }
+  number(f, "connected", connected ? 1 : 0, "");
+  std::vector<std::string> refused;
+  collect(lines, {"failed, errno"}, &refused);
+  if (!refused.empty()) {
+    f->verdict = Verdict::kError;
+    f->failures = refused;
+  } else if (!connected) {
+    f->verdict = answered ? Verdict::kFail : Verdict::kError;
+    collect(lines, {" 未接入"}, &f->failures);
+  }
+}
+
+void judge_reset_key(const RunFacts& r, const std::vector<std::string_view>& lines, Findings* f) {
+  collect(lines, {"failed"}, &f->failures);
+  if (!f->failures.empty() || r.result < 0) {
+    f->verdict = Verdict::kError;
+    return;
+  }
+  bool pressed = false;
+  for (std::string_view l : lines) pressed = pressed || l == "reset key pressed";
+  number(f, "pressed", pressed ? 1 : 0, "");
+  if (!pressed) {
+    f->verdict = Verdict::kFail;
+    collect(lines, {"reset key not pressed"}, &f->failures);
+  }
+}
+
+// A node that cannot be asked is reported as the keyboard being there.
+void judge_joystick(const RunFacts&, const std::vector<std::string_view>& lines, Findings* f) {
+  collect(lines, {" error!"}, &f->failures);
+  if (!f->failures.empty()) {
+    f->verdict = Verdict::kError;
+    return;
+  }
+  for (std::string_view l : lines) {
+    size_t at = l.find("存在kq3307t设备[");
+    if (at != std::string_view::npos && !contains(l, "不存在")) {
+      size_t from = l.find('[', at) + 1;
+      text(f, "joystick_node", l.substr(from, l.find(']', from) - from));
+      return;
+    }
+  }
+  f->verdict = Verdict::kFail;
+  collect(lines, {"不存在kq3307t设备"}, &f->failures);
+}
+
+// Runs until stopped: the key events received are the measurement.
+void judge_ir(const RunFacts& r, const std::vector<std::string_view>& lines, Findings* f) {
+  int events = 0;
+  for (std::string_view l : lines) events += l == "ir received";
+  number(f, "ir_events", events, "");
+  if (!r.ended_process) return error_with(f, lines, {"err!"});
+  if (events == 0) {
+    f->verdict = Verdict::kFail;
+    f->failures.push_back("no key event received");
+  }
+}
+
 // Items not judged on their own yet: the result decides.
 void judge_by_result(const RunFacts& r, const std::vector<std::string_view>& lines, Findings* f) {
   if (r.result == 0) return;
@@ -161,7 +286,9 @@ struct ItemJudge {
 constexpr ItemJudge kJudges[] = {
     {"alarm", judge_alarm},         {"buzzer", judge_buzzer},     {"bootparam", judge_report},
     {"cpld", judge_report},         {"temperature", judge_temperature}, {"fan", judge_fan},
-    {"nas_kill", judge_nas_kill},
+    {"nas_kill", judge_nas_kill},   {"rtc", judge_rtc},           {"watchdog", judge_watchdog},
+    {"hdmi", judge_display},        {"vga", judge_display},       {"reset", judge_reset_key},
+    {"joystick", judge_joystick},   {"ir", judge_ir},
 };
 
 }  // namespace
