@@ -269,6 +269,71 @@ void judge_ir(const RunFacts& r, const std::vector<std::string_view>& lines, Fin
   }
 }
 
+// The panel's port, ready signal and heartbeat; the reboot commands are
+// sent blind.
+void judge_panel(const RunFacts& r, const std::vector<std::string_view>& lines, Findings* f) {
+  if (r.result == 0) return;
+  error_with(f, lines, {"失败", "CPLD错误!", "failed", "init failed"});
+}
+
+// Keys from the panel; a wait that fails at once means no port to listen on.
+void judge_keys(const RunFacts& r, const std::vector<std::string_view>& lines, Findings* f) {
+  int keys = 0;
+  for (std::string_view l : lines) keys += starts(l, "select return 1");
+  number(f, "panel_frames", keys, "");
+  if (r.result < 0) error_with(f, lines, {"select return -1", "signal failed"});
+}
+
+// Full duplex counts its errors in a line of its own; half duplex is judged
+// by the lamp, so only failed writes tell.
+void judge_rs485(const RunFacts&, const std::vector<std::string_view>& lines, Findings* f) {
+  static const char* const kNoCheck[] = {"获取CPLD失败!", "CPLD错误!", "CPLD中没有485接口", "获取TAVIO_RS485_DETECT失败!",
+                                         "RS485小板没有接入!", "不存在", "devname is NULL", "set_speed error!",
+                                         "set_parity error!", "文件关闭失败!"};
+  for (std::string_view l : lines)
+    for (const char* early : kNoCheck)
+      if (contains(l, early)) {
+        f->verdict = Verdict::kError;
+        f->failures.emplace_back(l);
+        return;
+      }
+  for (std::string_view l : lines) {
+    size_t at = l.find("错误次数");
+    if (at == std::string_view::npos) continue;
+    double errors = strtod(std::string(l.substr(at + strlen("错误次数"))).c_str(), nullptr);
+    number(f, "rs485_errors", errors, "");
+    if (errors != 0) {
+      f->verdict = Verdict::kFail;
+      collect(lines, {"timeout", "fd not set", "失败", "错误,", "接收数据错误"}, &f->failures);
+      f->failures.emplace_back(l);
+    }
+    return;
+  }
+  collect(lines, {"error", "write RS485 error"}, &f->failures);
+  if (!f->failures.empty()) f->verdict = Verdict::kFail;
+}
+
+// A GPIO line read or driven: its level is the measurement.
+void judge_gpio(const RunFacts& r, const std::vector<std::string_view>& lines, Findings* f) {
+  if (r.result != 0) return error_with(f, lines, {"Usage"});
+  for (std::string_view l : lines) {
+    if (!starts(l, "SET GPIO") && !starts(l, "GET GPIO")) continue;
+    size_t colon = l.find(':');
+    if (colon != std::string_view::npos) number(f, "gpio_level", l[colon + 1] == '1' ? 1 : 0, "");
+    if (starts(l, "GET GPIO")) f->verdict = Verdict::kInfo;
+    return;
+  }
+  error_with(f, lines, {"失败", "failed"});
+}
+
+// Mirrors the PoE lines until stopped; coming back means a request failed.
+void judge_pse(const RunFacts& r, const std::vector<std::string_view>& lines, Findings* f) {
+  int rounds = 0;
+  for (std::string_view l : lines) rounds += starts(l, "g_poe_port.status: ");
+  number(f, "pse_rounds", rounds, "");
+  if (!r.ended_process) error_with(f, lines, {"failed"});
+}
+
 // Items not judged on their own yet: the result decides.
 void judge_by_result(const RunFacts& r, const std::vector<std::string_view>& lines, Findings* f) {
   if (r.result == 0) return;
@@ -288,7 +353,9 @@ constexpr ItemJudge kJudges[] = {
     {"cpld", judge_report},         {"temperature", judge_temperature}, {"fan", judge_fan},
     {"nas_kill", judge_nas_kill},   {"rtc", judge_rtc},           {"watchdog", judge_watchdog},
     {"hdmi", judge_display},        {"vga", judge_display},       {"reset", judge_reset_key},
-    {"joystick", judge_joystick},   {"ir", judge_ir},
+    {"joystick", judge_joystick},   {"ir", judge_ir},             {"panel", judge_panel},
+    {"keys", judge_keys},           {"rs485", judge_rs485},       {"gpio", judge_gpio},
+    {"pse", judge_pse},
 };
 
 }  // namespace
@@ -305,6 +372,9 @@ Findings judge(const RunFacts& facts) {
     f.verdict = Verdict::kFail;
     for (const std::string& n : facts.notes) f.failures.push_back(n);
   }
+  // A verdict without a line of its own still says why.
+  if ((f.verdict == Verdict::kFail || f.verdict == Verdict::kError) && f.failures.empty())
+    f.failures.push_back(facts.ended_process ? "ended the process" : "returned " + std::to_string(facts.result));
   return f;
 }
 

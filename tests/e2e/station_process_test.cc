@@ -57,7 +57,8 @@ TEST_F(StationProcess, console_and_status_are_unchanged_and_each_run_leaves_one_
       {{"fan", "40"}, "", {"fan"}, {"pass"}},
       {{"fan", "101"}, "", {"fan"}, {"error"}},
       {{"temperature"}, "", {"temperature"}, {"info"}},
-      {{"keys"}, "", {"keys"}, {"fail"}},
+      {{"keys"}, "", {"keys"}, {"error"}},
+      {{"reset"}, "", {"reset"}, {"fail"}},
       {{"nas_kill"}, "/mnt/x\n", {"nas_kill"}, {"pass"}},
       {{"-m"}, "2\n7\nq\n", {"cpld", "vga"}, {"info", "pass"}},
       {{"nosuchitem"}, "", {}, {}},
@@ -122,7 +123,8 @@ TEST_F(StationProcess, strict_exit_tells_the_worst_verdict) {
   } rows[] = {
       {{"cpld"}, 0, 0},
       {{"fan", "40"}, 0, 0},
-      {{"keys"}, 0, 1},
+      {{"reset"}, 0, 1},
+      {{"keys"}, 0, 2},
       {{"fan", "101"}, 0, 2},
       {{"phy"}, 0, 0},  // the usage ends the process from inside the item
   };
@@ -132,7 +134,7 @@ TEST_F(StationProcess, strict_exit_tells_the_worst_verdict) {
     EXPECT_EQ(p.status, row.strict) << row.args[0];
   }
   // Without strict exit the status stays whatever the verdicts.
-  EXPECT_EQ(start_with({"TAV_RESULTS=r.jsonl"}, {"keys"}).status, 0);
+  EXPECT_EQ(start_with({"TAV_RESULTS=r.jsonl"}, {"reset"}).status, 0);
 }
 
 TEST_F(StationProcess, unwritable_paths_are_said_once_and_change_nothing_else) {
