@@ -334,6 +334,108 @@ void judge_pse(const RunFacts& r, const std::vector<std::string_view>& lines, Fi
   if (!r.ended_process) error_with(f, lines, {"failed"});
 }
 
+void judge_uboot_env(const RunFacts& r, const std::vector<std::string_view>& lines, Findings* f) {
+  int listed = 0;
+  for (std::string_view l : lines) listed += l.size() > 5 && l[0] == '[' && l[3] == ']' && l[4] == ':';
+  number(f, "env_lines", listed, "");
+  if (r.result == 0) return;
+  static const char* const kNoCheck[] = {"文件打开失败!", "获取环境变量个数并遍历打印失败!"};
+  for (std::string_view l : lines)
+    for (const char* early : kNoCheck)
+      if (contains(l, early)) {
+        f->verdict = Verdict::kError;
+        f->failures.emplace_back(l);
+        return;
+      }
+  f->verdict = Verdict::kFail;
+  collect(lines, {"失败", "erro", "相等", "设置UBOOT_ENV_TOTAL!", "设置UBOOT_ENV_TRANS_MODE!", "设置UBOOT_ENV_GET!"},
+          &f->failures);
+}
+
+void judge_encrypto(const RunFacts& r, const std::vector<std::string_view>& lines, Findings* f) {
+  for (std::string_view l : lines)
+    if (l == "successful!") return;
+  bool refused = false;
+  for (std::string_view l : lines) refused = refused || starts(l, "ioctl ");
+  if (refused) {
+    f->verdict = Verdict::kFail;
+    collect(lines, {"ioctl "}, &f->failures);
+    return;
+  }
+  error_with(f, lines, {"usage", "passwd too large", "failed"});
+  (void)r;
+}
+
+void judge_workkey(const RunFacts& r, const std::vector<std::string_view>& lines, Findings* f) {
+  if (r.result != 0) return error_with(f, lines, {"fail"});
+  collect(lines, {"fail", "faild"}, &f->failures);
+  if (!f->failures.empty()) f->verdict = Verdict::kFail;
+}
+
+// Every stick ends with its success line whatever happened; the lines
+// before it are the verdict. Its figures come before its name does.
+void judge_usb(const RunFacts&, const std::vector<std::string_view>& lines, Findings* f) {
+  struct Figure {
+    const char* format;
+    const char* name;
+    const char* unit;
+  };
+  static const Figure kFigures[] = {{"磁盘分区大小:%lf", "size", "GiB"},
+                                    {"磁盘剩余空间:%lf", "free", "GiB"},
+                                    {"磁盘写入速度:%lf", "write_speed", "MiB/s"},
+                                    {"磁盘读取速度:%lf", "read_speed", "MiB/s"},
+                                    {"USB硬盘完成25(M)创建数据测试,错误数据%lf", "wrong_bytes", "bytes"}};
+  std::vector<Measurement> pending;
+  bool completed = false;
+  int tested = 0;
+  for (std::string_view l : lines) {
+    std::string line(l);
+    for (const Figure& fig : kFigures) {
+      Measurement m;
+      if (sscanf(line.c_str(), fig.format, &m.number) != 1) continue;
+      m.name = fig.name;
+      m.unit = fig.unit;
+      pending.push_back(m);
+      if (starts(l, "USB硬盘完成")) {
+        completed = true;
+        if (m.number != 0) f->failures.push_back(line);
+      }
+    }
+    size_t at = l.find("USB[/dev/h_ms");
+    if (at == std::string_view::npos || !contains(l, "]测试成功.")) continue;
+    std::string letter(l.substr(at + strlen("USB[/dev/h_ms"), 1));
+    for (Measurement& m : pending) m.name = "usb_" + letter + "_" + m.name;
+    f->measurements.insert(f->measurements.end(), pending.begin(), pending.end());
+    pending.clear();
+    ++tested;
+    if (!completed) f->failures.push_back(line);
+    completed = false;
+  }
+  collect(lines, {"失败", "不足", "failed"}, &f->failures);
+  number(f, "usb_sticks_tested", tested, "");
+  if (tested == 0) f->failures.push_back("no USB stick tested");
+  if (!f->failures.empty()) f->verdict = Verdict::kFail;
+}
+
+// Runs until stopped; every dump is an exchange that timed out.
+void judge_pcietran(const RunFacts& r, const std::vector<std::string_view>& lines, Findings* f) {
+  double count = 0;
+  int dumps = 0;
+  for (size_t i = 0; i < lines.size(); ++i) {
+    double c = 0;
+    if (!number_after({lines[i]}, "test_count = ", &c)) continue;
+    count = c;
+    if (i + 1 < lines.size() && contains(lines[i + 1], "-")) {
+      ++dumps;
+      f->failures.emplace_back(lines[i]);
+    }
+  }
+  number(f, "pcie_exchanges", count, "");
+  number(f, "pcie_timeouts", dumps, "");
+  if (!r.ended_process) return error_with(f, lines, {"invalid", "fail", "error"});
+  if (dumps != 0) f->verdict = Verdict::kFail;
+}
+
 // Items not judged on their own yet: the result decides.
 void judge_by_result(const RunFacts& r, const std::vector<std::string_view>& lines, Findings* f) {
   if (r.result == 0) return;
@@ -355,7 +457,8 @@ constexpr ItemJudge kJudges[] = {
     {"hdmi", judge_display},        {"vga", judge_display},       {"reset", judge_reset_key},
     {"joystick", judge_joystick},   {"ir", judge_ir},             {"panel", judge_panel},
     {"keys", judge_keys},           {"rs485", judge_rs485},       {"gpio", judge_gpio},
-    {"pse", judge_pse},
+    {"pse", judge_pse},             {"uboot_env", judge_uboot_env}, {"encrypto_test", judge_encrypto},
+    {"workkey", judge_workkey},     {"usb", judge_usb},           {"pcietran", judge_pcietran},
 };
 
 }  // namespace
