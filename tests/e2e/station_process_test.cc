@@ -126,7 +126,7 @@ TEST_F(StationProcess, strict_exit_tells_the_worst_verdict) {
       {{"reset"}, 0, 1},
       {{"keys"}, 0, 2},
       {{"fan", "101"}, 0, 2},
-      {{"phy"}, 0, 0},  // the usage ends the process from inside the item
+      {{"phy"}, 0, 2},  // the usage ends the process from inside the item
   };
   for (const auto& row : rows) {
     EXPECT_EQ(start_with({}, row.args).status, row.plain) << row.args[0];
