@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -15,16 +16,6 @@
 #include "sys/host.h"
 
 namespace tav {
-
-namespace {
-// Notes count only while an item runs under a station.
-bool g_noting = false;
-std::vector<std::string>* g_notes = nullptr;
-}  // namespace
-
-void note_failure(const char* line) {
-  if (g_noting && g_notes != nullptr && line != nullptr) g_notes->push_back(line);
-}
 
 namespace station {
 
@@ -54,7 +45,7 @@ struct Session {
   size_t out_from = 0;
   int64_t start_mono = 0;
   ItemRecord current;
-  std::vector<std::string> notes;
+  std::unique_ptr<VerdictNotes> notes;
   bool finished = false;
 };
 
@@ -112,7 +103,6 @@ void item_done(int result, bool ended_process) {
   Session& s = *g_session;
   if (!s.running) return;
   s.running = false;
-  g_noting = false;
   std::string out = printed_since(s);
   RunFacts facts;
   facts.item = s.item->name;
@@ -121,7 +111,8 @@ void item_done(int result, bool ended_process) {
   facts.result = result;
   facts.ended_process = ended_process;
   facts.out = out;
-  facts.notes = s.notes;
+  if (s.notes != nullptr) facts.notes = s.notes->lines();
+  s.notes.reset();
   Findings f = judge(facts);
   ItemRecord& r = s.current;
   r.verdict = f.verdict;
@@ -148,9 +139,8 @@ class Recorder final : public ItemObserver {
     for (int i = 1; i < argc && argv != nullptr && argv[i] != nullptr; ++i) s.current.args.push_back(to_utf8(argv[i]));
     s.current.start_ns = sys::host::realtime_ns();
     s.start_mono = sys::host::monotonic_ns();
-    s.notes.clear();
-    g_notes = &s.notes;
-    g_noting = true;
+    s.notes.reset();
+    s.notes.reset(new VerdictNotes());
     s.out_from = s.tee.copy.size();
     FILE* f = stdout;
     // Bytes still buffered from before belong to no item.

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "common/verdict_note.h"
 #include "harness.h"
 #include "items/items.h"
 #include "sim/peripherals.h"
@@ -131,6 +132,43 @@ TEST_F(StationJudge, every_item_healthy_and_failing) {
       EXPECT_TRUE(found) << c.name << ": no measurement " << c.measurement;
     }
   }
+}
+
+// Where the console keeps a success line after a failed check, what the item
+// noted makes the verdict.
+TEST_F(StationJudge, noted_failures_outrank_a_kept_success_line) {
+  const struct {
+    const char* name;
+    tavtest::Entry entry;
+    const char* item;
+    sim::Fault fault;
+    const char* console;
+  } rows[] = {
+      {"emmc flush", tav::emmc_test, "emmc", sim::Fault{sim::Call::Ioctl, "/dev/mmcblk0", 0, 1, EIO}, "Test EMMC OK"},
+      {"usb mount", tav::usb_test, "usb", sim::Fault{sim::Call::Mount, "", 0, 0, EIO}, "USB[/dev/h_msa]测试成功."},
+  };
+  for (const auto& row : rows) {
+    sim::Board& board = fresh_board();
+    board.fail(row.fault);
+    tav::station::RunFacts facts;
+    tavtest::Outcome o;
+    {
+      tav::VerdictNotes notes;
+      o = run(row.entry, {row.item});
+      facts.notes = notes.lines();
+    }
+    EXPECT_NE(o.out.find(row.console), std::string::npos) << row.name << "\n" << o.out;
+    facts.item = row.item;
+    facts.out = o.out;
+    facts.result = o.result;
+    tav::station::Findings f = tav::station::judge(facts);
+    EXPECT_EQ(f.verdict, Verdict::kFail) << row.name;
+    EXPECT_FALSE(f.failures.empty()) << row.name;
+  }
+  // Nobody listening: a note goes nowhere.
+  tav::note_failure("ignored");
+  tav::VerdictNotes fresh;
+  EXPECT_TRUE(fresh.lines().empty());
 }
 
 }  // namespace
