@@ -13,6 +13,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "common/gbk.h"
 #include "tools/memmap.h"
 
 namespace tavtest {
@@ -35,7 +36,97 @@ int temp_fd() {
   return fd;
 }
 
+// Bytes from i that a terminal shows as one character in the build's
+// character set; 0 where they must be escaped.
+size_t character_length(const std::string& s, size_t i) {
+  auto byte = [&](size_t k) { return static_cast<unsigned char>(s[k]); };
+#if defined(TAV_CHARSET_GBK)
+  if (i + 1 >= s.size() || byte(i) < 0x81 || byte(i) == 0xFF) return 0;
+  return byte(i + 1) >= 0x40 && byte(i + 1) != 0x7F && byte(i + 1) != 0xFF ? 2 : 0;
+#else
+  unsigned char b = byte(i);
+  size_t n = b >= 0xF0 && b <= 0xF4 ? 4 : b >= 0xE0 && b <= 0xEF ? 3 : b >= 0xC2 && b <= 0xDF ? 2 : 0;
+  if (n == 0 || i + n > s.size()) return 0;
+  for (size_t k = 1; k < n; ++k)
+    if ((byte(i + k) & 0xC0) != 0x80) return 0;
+  return n;
+#endif
+}
+
+#if defined(TAV_CHARSET_GBK)
+// Failure messages hold GBK throughout: the expressions as written, the
+// values printed and whatever a test streams in. Shown as UTF-8.
+class Utf8Printer : public testing::TestEventListener {
+ public:
+  explicit Utf8Printer(testing::TestEventListener* inner) : inner_(inner) {}
+  void OnTestPartResult(const testing::TestPartResult& r) override {
+    std::string text = tav::gbk_to_utf8(r.message(), strlen(r.message()));
+    inner_->OnTestPartResult(testing::TestPartResult(r.type(), r.file_name(), r.line_number(), text.c_str()));
+  }
+  void OnTestProgramStart(const testing::UnitTest& u) override { inner_->OnTestProgramStart(u); }
+  void OnTestIterationStart(const testing::UnitTest& u, int i) override { inner_->OnTestIterationStart(u, i); }
+  void OnEnvironmentsSetUpStart(const testing::UnitTest& u) override { inner_->OnEnvironmentsSetUpStart(u); }
+  void OnEnvironmentsSetUpEnd(const testing::UnitTest& u) override { inner_->OnEnvironmentsSetUpEnd(u); }
+  void OnTestSuiteStart(const testing::TestSuite& s) override { inner_->OnTestSuiteStart(s); }
+  void OnTestCaseStart(const testing::TestCase& s) override { inner_->OnTestCaseStart(s); }
+  void OnTestStart(const testing::TestInfo& t) override { inner_->OnTestStart(t); }
+  void OnTestDisabled(const testing::TestInfo& t) override { inner_->OnTestDisabled(t); }
+  void OnTestEnd(const testing::TestInfo& t) override { inner_->OnTestEnd(t); }
+  void OnTestSuiteEnd(const testing::TestSuite& s) override { inner_->OnTestSuiteEnd(s); }
+  void OnTestCaseEnd(const testing::TestCase& s) override { inner_->OnTestCaseEnd(s); }
+  void OnEnvironmentsTearDownStart(const testing::UnitTest& u) override { inner_->OnEnvironmentsTearDownStart(u); }
+  void OnEnvironmentsTearDownEnd(const testing::UnitTest& u) override { inner_->OnEnvironmentsTearDownEnd(u); }
+  void OnTestIterationEnd(const testing::UnitTest& u, int i) override { inner_->OnTestIterationEnd(u, i); }
+  void OnTestProgramEnd(const testing::UnitTest& u) override { inner_->OnTestProgramEnd(u); }
+
+ private:
+  std::unique_ptr<testing::TestEventListener> inner_;
+};
+
+// Wraps whichever printer the command line chose, once flags are parsed.
+class Utf8Failures : public testing::Environment {
+  void SetUp() override {
+    auto& listeners = testing::UnitTest::GetInstance()->listeners();
+    if (testing::TestEventListener* printer = listeners.Release(listeners.default_result_printer()))
+      listeners.Append(new Utf8Printer(printer));
+  }
+};
+const testing::Environment* const kUtf8Failures = testing::AddGlobalTestEnvironment(new Utf8Failures);
+#endif
+
 }  // namespace
+
+std::string quoted_text(const std::string& bytes) {
+  std::string q = "\"";
+  for (size_t i = 0; i < bytes.size();) {
+    unsigned char c = static_cast<unsigned char>(bytes[i]);
+    size_t n = c >= 0x80 ? character_length(bytes, i) : 0;
+    if (n > 0) {
+      q.append(bytes, i, n);
+      i += n;
+      continue;
+    }
+    ++i;
+    switch (c) {
+      case '\n': q += "\\n"; break;
+      case '\r': q += "\\r"; break;
+      case '\t': q += "\\t"; break;
+      case '"': q += "\\\""; break;
+      case '\\': q += "\\\\"; break;
+      default:
+        if (c >= 0x20 && c < 0x7F) {
+          q += static_cast<char>(c);
+        } else {
+          char esc[8];
+          snprintf(esc, sizeof esc, "\\x%02X", c);
+          q += esc;
+        }
+    }
+  }
+  return q + "\"";
+}
+
+void PrintTo(const Text& text, std::ostream* os) { *os << quoted_text(text); }
 
 void run_capture(const std::function<void()>& fn, std::string* out, std::string* err) {
   fflush(stdout);

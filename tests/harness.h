@@ -7,7 +7,9 @@
 
 #include <functional>
 #include <memory>
+#include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "sim/board.h"
@@ -15,9 +17,25 @@
 
 namespace tavtest {
 
+// What a run printed: a std::string that a failed assertion shows as text
+// rather than escaped bytes. In the GBK build the test runner turns failure
+// messages into UTF-8.
+class Text : public std::string {
+ public:
+  Text() = default;
+  Text(std::string bytes) : std::string(std::move(bytes)) {}
+  Text substr(size_t pos = 0, size_t n = npos) const { return Text(std::string::substr(pos, n)); }
+};
+
+// The bytes between quotes, characters of the build's character set as they
+// are and the rest escaped as the test framework escapes strings (so its
+// line-by-line difference still works).
+std::string quoted_text(const std::string& bytes);
+void PrintTo(const Text& text, std::ostream* os);
+
 struct Outcome {
-  std::string out;     // stdout bytes
-  std::string err;     // stderr bytes
+  Text out;            // stdout bytes
+  Text err;            // stderr bytes
   int result = 0;      // the entry's return value, when it returned
   bool exited = false; // ended the process instead
   int status = 0;      // exit status when exited
@@ -79,8 +97,8 @@ class TempDir {
 
 struct Proc {
   int status = -1;
-  std::string out;
-  std::string err;
+  Text out;
+  Text err;
 };
 
 // Starts the program linked as dir/name under argv[0] name, from dir, with
@@ -116,3 +134,19 @@ class FactoryDirTest : public ::testing::Test {
 };
 
 }  // namespace tavtest
+
+// The other side of a failed comparison with captured text is shown the same way.
+namespace testing::internal {
+template <>
+class FormatForComparison<const char*, tavtest::Text> {
+ public:
+  static std::string Format(const char* value) { return value ? tavtest::quoted_text(value) : "NULL"; }
+};
+template <>
+class FormatForComparison<char*, tavtest::Text> : public FormatForComparison<const char*, tavtest::Text> {};
+template <>
+class FormatForComparison<std::string, tavtest::Text> {
+ public:
+  static std::string Format(const std::string& value) { return tavtest::quoted_text(value); }
+};
+}  // namespace testing::internal

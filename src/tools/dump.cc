@@ -5,6 +5,10 @@
 #include <cstring>
 #include <memory>
 
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
+
 #include "sys/sys.h"
 #include "tools/access.h"
 
@@ -58,21 +62,44 @@ class RowWriter {
   char buf_[64 * 1024];
 };
 
-// "%0*x" of a 32-bit offset: at least min_digits hexadecimal digits. Called
-// once a row, so it works in digit pairs rather than a digit at a time.
-char* put_hex(char* out, uint32_t value, int min_digits) {
-  // The eight digits sit at [8, 16); one fixed-size copy moves the wanted
-  // ones, and what it carries past them is overwritten by the rest of the row.
-  char all[24] = {};
-  memcpy(all + 8, kTables.pair[value >> 24], 2);
-  memcpy(all + 10, kTables.pair[(value >> 16) & 0xFF], 2);
-  memcpy(all + 12, kTables.pair[(value >> 8) & 0xFF], 2);
-  memcpy(all + 14, kTables.pair[value & 0xFF], 2);
-  int digits = value == 0 ? 1 : (32 - __builtin_clz(value) + 3) / 4;
-  if (digits < min_digits) digits = min_digits;
-  memcpy(out, all + 16 - digits, 8);
-  return out + digits;
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "rows are assembled in little-endian words");
+
+// The eight hexadecimal digits of v as text in one word, most significant
+// digit at the lowest address.
+uint64_t hex8_text(uint32_t v) {
+  uint64_t x = v;
+  x = (x | (x << 16)) & 0x0000FFFF0000FFFFull;
+  x = (x | (x << 8)) & 0x00FF00FF00FF00FFull;
+  x = (x | (x << 4)) & 0x0F0F0F0F0F0F0F0Full;  // nibble i in byte i
+  x = __builtin_bswap64(x);
+  uint64_t letters = ((x + 0x0606060606060606ull) >> 4) & 0x0101010101010101ull;
+  return x + 0x3030303030303030ull + letters * ('a' - '0' - 10);
 }
+
+// "%0*x" of a row's offset: at least min_digits hexadecimal digits. The
+// digits above the last two change once in many rows and are kept as text.
+class OffsetText {
+ public:
+  // Stores eight bytes; what lies past the digits is overwritten by the rest of the row.
+  char* put(char* out, uint32_t value, int min_digits) {
+    if (value >> 8 != high_) {
+      high_ = value >> 8;
+      high_text_ = hex8_text(high_) >> 16;
+    }
+    uint16_t pair;
+    memcpy(&pair, kTables.pair[value & 0xFF], 2);
+    uint64_t text = high_text_ | uint64_t{pair} << 48;
+    int digits = (32 - __builtin_clz(value | 1) + 3) / 4;
+    if (digits < min_digits) digits = min_digits;
+    text >>= 8 * (8 - digits);
+    memcpy(out, &text, 8);
+    return out + digits;
+  }
+
+ private:
+  uint32_t high_ = ~0u;  // no offset has this above its last two digits
+  uint64_t high_text_ = 0;
+};
 
 char* put_hex8(char* out, uint32_t v) {
   memcpy(out, kTables.pair[v >> 24], 2);
@@ -83,11 +110,90 @@ char* put_hex8(char* out, uint32_t v) {
 }
 
 // The common full row of sixteen, with a fixed trip count the compiler unrolls.
-char* put_row16(char* p, const uint8_t* row) {
+char* put_row16_plain(char* p, const uint8_t* row) {
   for (int i = 0; i < 16; ++i) memcpy(p + 3 * i, kTables.spaced[row[i]], 4);  // the spare byte is overwritten next
   memcpy(p + 48, "  |", 3);
   for (int i = 0; i < 16; ++i) p[51 + i] = kTables.shown[row[i]];
   return p + 67;
+}
+
+// One full row of sixteen after its offset: columns, "  |", the ASCII column, "|\n".
+constexpr size_t kRow16 = 48 + 3 + 16 + 2;
+// Offset (eight digits and spare bytes of its last store), ": ", the rest.
+constexpr size_t kRow16Max = 16 + 2 + kRow16;
+
+#if defined(__x86_64__)
+// Shuffles placing the digit pairs of byte i (the high and low digits
+// interleaved, pair i at 2i of 32) at 3i+1 of the 48 hexadecimal columns, the
+// three blocks of sixteen drawn from pairs 0..7, 5..12 and 8..15; 0x80 yields
+// zero where the space goes.
+struct Spread {
+  static constexpr int kFirst[3] = {0, 10, 16};  // first pair byte each block draws from
+  alignas(16) uint8_t pick[3][16];
+  alignas(16) uint8_t spaces[3][16];
+  constexpr Spread() : pick(), spaces() {
+    for (int k = 0; k < 48; ++k) {
+      int i = k / 3, part = k % 3;
+      pick[k / 16][k % 16] = part == 0 ? 0x80 : static_cast<uint8_t>(2 * i + part - 1 - kFirst[k / 16]);
+      spaces[k / 16][k % 16] = part == 0 ? ' ' : 0;
+    }
+  }
+};
+constexpr Spread kSpread;
+
+__m128i load(const uint8_t* p) { return _mm_load_si128(reinterpret_cast<const __m128i*>(p)); }
+
+// A full row of sixteen after its offset, in a few vector operations.
+__attribute__((target("ssse3"), always_inline)) inline char* put_row16_ssse3(char* p, const uint8_t* row) {
+  const __m128i digits = _mm_setr_epi8('0', '1', '2', '3', '4', '5', '6', '7', '8', '9', 'a', 'b', 'c', 'd', 'e', 'f');
+  const __m128i nibble = _mm_set1_epi8(0x0F);
+  __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(row));
+  __m128i high = _mm_shuffle_epi8(digits, _mm_and_si128(_mm_srli_epi16(v, 4), nibble));
+  __m128i low = _mm_shuffle_epi8(digits, _mm_and_si128(v, nibble));
+  __m128i pairs0 = _mm_unpacklo_epi8(high, low), pairs1 = _mm_unpackhi_epi8(high, low);
+  __m128i block[3] = {pairs0, _mm_alignr_epi8(pairs1, pairs0, Spread::kFirst[1]), pairs1};
+  for (int k = 0; k < 3; ++k) {
+    __m128i cols = _mm_or_si128(_mm_shuffle_epi8(block[k], load(kSpread.pick[k])), load(kSpread.spaces[k]));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(p + 16 * k), cols);
+  }
+  memcpy(p + 48, "  |", 3);
+  // Printable is 0x20..0x7E; as signed bytes, 0x80 and up are below 0x20.
+  __m128i shown = _mm_and_si128(_mm_cmpgt_epi8(v, _mm_set1_epi8(0x1F)), _mm_cmplt_epi8(v, _mm_set1_epi8(0x7F)));
+  __m128i text = _mm_or_si128(_mm_and_si128(shown, v), _mm_andnot_si128(shown, _mm_set1_epi8('.')));
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(p + 51), text);
+  memcpy(p + 67, "|\n", 2);
+  return p + kRow16;
+}
+
+// A listing of tens of megabytes is bound by this loop. Rows go out in
+// batches so that the writer's fill level is not a dependency from row to row.
+__attribute__((target("ssse3"))) void list_rows16_ssse3(RowWriter& out, const uint8_t* src, unsigned long rows,
+                                                        OffsetText& offsets) {
+  constexpr unsigned long kBatch = 256;
+  for (unsigned long r = 0; r < rows;) {
+    unsigned long last = rows - r < kBatch ? rows : r + kBatch;
+    char* const start = out.reserve((last - r) * kRow16Max);
+    char* p = start;
+    for (; r < last; ++r) {
+      p = offsets.put(p, static_cast<uint32_t>(r * 16), 5);
+      memcpy(p, ": ", 2);
+      p = put_row16_ssse3(p + 2, src + r * 16);
+    }
+    out.commit(static_cast<size_t>(p - start));
+  }
+}
+#endif
+
+// Full rows of sixteen with the fastest code this processor runs; the number listed.
+unsigned long list_rows16(RowWriter& out, const uint8_t* src, unsigned long rows, OffsetText& offsets) {
+#if defined(__x86_64__)
+  static const bool vector = __builtin_cpu_supports("ssse3");
+  if (vector) {
+    list_rows16_ssse3(out, src, rows, offsets);
+    return rows;
+  }
+#endif
+  return 0;
 }
 
 }  // namespace
@@ -95,25 +201,25 @@ char* put_row16(char* p, const uint8_t* row) {
 int dump_bytes(FILE* stream, const volatile void* buffer, unsigned long length, unsigned width) {
   if (width == 0 || length == 0) return fflush(stream);
   unsigned long rows = length / width + (length % width != 0 ? 1 : 0);
-  const auto* src = static_cast<const volatile uint8_t*>(buffer);
+  // Plain reads: a listing only reads, and byte order of reads does not matter to it.
+  const auto* src = const_cast<const uint8_t*>(static_cast<const volatile uint8_t*>(buffer));
   // offset (up to 16 digits) ": ", 3 per column, "  |", 1 per column, "|\n"
   const size_t row_max = 16 + 2 + 4ul * width + 5;
   if (row_max > 32 * 1024) return fflush(stream);  // no caller asks for rows this wide
   {
     RowWriter out(stream);
-    unsigned long offset = 0;
-    for (unsigned long r = 0; r < rows; ++r, offset += width) {
-      char* p = out.reserve(row_max);
-      char* start = p;
-      p = put_hex(p, static_cast<uint32_t>(offset), 5);
+    OffsetText offsets;
+    unsigned long r = width == 16 ? list_rows16(out, src, length / 16, offsets) : 0;
+    for (unsigned long offset = r * width; r < rows; ++r, offset += width) {
+      char* start = out.reserve(row_max);
+      char* p = offsets.put(start, static_cast<uint32_t>(offset), 5);
       *p++ = ':';
       *p++ = ' ';
       unsigned long left = length - offset;
       unsigned n = left < width ? static_cast<unsigned>(left) : width;
-      // Plain reads: a listing only reads, and byte order of reads does not matter to it.
-      const uint8_t* row = const_cast<const uint8_t*>(src) + offset;
+      const uint8_t* row = src + offset;
       if (n == 16 && width == 16) {
-        p = put_row16(p, row);
+        p = put_row16_plain(p, row);
       } else {
         for (unsigned i = 0; i < n; ++i, p += 3) {
           p[0] = ' ';
@@ -140,11 +246,12 @@ int dump_words(FILE* stream, const volatile void* buffer, unsigned long length, 
   const auto* src = static_cast<const volatile uint8_t*>(buffer);
   {
     RowWriter out(stream);
+    OffsetText offsets;
     for (unsigned long r = 0; r < rows; ++r) {
       char* p = out.reserve(64);
       char* start = p;
       unsigned long offset = r * 16;
-      p = put_hex(p, static_cast<uint32_t>(offset), 4);
+      p = offsets.put(p, static_cast<uint32_t>(offset), 4);
       *p++ = ':';
       *p++ = ' ';
       for (int w = 0; w < 4; ++w) {
