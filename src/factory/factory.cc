@@ -4,12 +4,15 @@
 
 #include "common/basename.h"
 #include "factory/factory.h"
+#include "station/station.h"
 
 namespace tav {
 
 int factory_main(int argc, char** argv) {
   if (argc < 1 || argv == nullptr || argv[0] == nullptr) return 0;
   const char* base = base_name(argv[0]);
+  // A station's limits that cannot be honoured run no item.
+  if (!station::start(kFactoryProgramName, kRunnerVersion)) return 2;
   int rc;
   if (strncmp(base, kFactoryProgramName, strlen(kFactoryProgramName)) == 0) {
     rc = run_tests(argc, argv, kFactoryProgramName, kFactoryItems);
@@ -23,6 +26,7 @@ int factory_main(int argc, char** argv) {
     words.push_back(nullptr);
     rc = run_tests(argc + 1, words.data(), kFactoryProgramName, kFactoryItems);
   }
+  rc = station::finish(rc);
   fflush(stdout);
   return rc;
 }

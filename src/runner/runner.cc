@@ -17,7 +17,6 @@ namespace tav {
 
 namespace {
 
-constexpr const char* kVersion = "1.1.0";
 constexpr size_t kLinkBufferSize = 120;
 constexpr useconds_t kMenuPauseUs = 100000;
 
@@ -67,11 +66,19 @@ void uninstall_links(const char* program, const TestItem* items) {
   }
 }
 
+ItemObserver* g_observer = nullptr;
+
+void run_item(const TestItem& it, int argc, char** argv) {
+  if (g_observer != nullptr) g_observer->item_starting(it, argc, argv);
+  int result = it.run(argc, argv);
+  if (g_observer != nullptr) g_observer->item_finished(it, result);
+}
+
 void run_all(const TestItem* items) {
   // Index 0 stays out of run-all: tables put the board-resetting item there.
   if (items[0].name == nullptr) return;
   for (const TestItem* it = items + 1; it->name != nullptr; ++it)
-    if (it->flag == kRunAll && it->run != nullptr) it->run(0, nullptr);
+    if (it->flag == kRunAll && it->run != nullptr) run_item(*it, 0, nullptr);
 }
 
 void menu(const char* program, const TestItem* items) {
@@ -107,7 +114,7 @@ void menu(const char* program, const TestItem* items) {
     }
     if (choice < count) {
       const TestItem& it = items[choice];
-      if (it.run != nullptr) it.run(0, nullptr);
+      if (it.run != nullptr) run_item(it, 0, nullptr);
       continue;
     }
     puts("输入有误！请重新选择测试");
@@ -116,11 +123,13 @@ void menu(const char* program, const TestItem* items) {
 
 }  // namespace
 
+void set_item_observer(ItemObserver* observer) { g_observer = observer; }
+
 uint32_t repeat_count() { return g_repeat_count; }
 void set_repeat_count(uint32_t n) { g_repeat_count = n; }
 
 int print_version(const char* program) {
-  printf("*** %s %s %s %s ***\n", program, kVersion, __DATE__, __TIME__);
+  printf("*** %s %s %s %s ***\n", program, kRunnerVersion, __DATE__, __TIME__);
   return 0;
 }
 
@@ -188,7 +197,7 @@ int run_tests(int argc, char** argv, const char* program, const TestItem* items)
     if (it->run == nullptr) continue;
     if (strncmp(word, it->name, strlen(it->name)) != 0) continue;
     // The item sees its own name as argv[0]; the remaining words follow.
-    it->run(argc - 1, argv + 1);
+    run_item(*it, argc - 1, argv + 1);
     return 0;
   }
   // KEPT: the name is shown one character short.

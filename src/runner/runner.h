@@ -7,6 +7,9 @@
 
 namespace tav {
 
+// The version the banner prints.
+constexpr const char* kRunnerVersion = "1.1.0";
+
 using ItemRun = int (*)(int argc, char** argv);
 
 // TestItem::flag values. Either one gets the item a link.
@@ -24,6 +27,19 @@ struct TestItem {
 int run_tests(int argc, char** argv, const char* program, const TestItem* items);
 void print_runner_usage(const char* program, const TestItem* items);
 int print_version(const char* program);
+
+// Told of every item run (by name, from the menu or by run-all), for records
+// kept beside the console.
+class ItemObserver {
+ public:
+  virtual void item_starting(const TestItem& item, int argc, char** argv) = 0;
+  virtual void item_finished(const TestItem& item, int result) = 0;
+
+ protected:
+  ~ItemObserver() = default;
+};
+// Null stops the telling.
+void set_item_observer(ItemObserver* observer);
 
 // Process-wide repeat count set by -c, for the items.
 uint32_t repeat_count();

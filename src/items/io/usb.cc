@@ -12,6 +12,7 @@
 #include <cstring>
 
 #include "common/stopwatch.h"
+#include "common/verdict_note.h"
 #include "items/items.h"
 #include "sys/sys.h"
 
@@ -41,7 +42,9 @@ bool mount_stick(const char* dev) {
     // The partition digit is formatted into a one-byte buffer, which holds
     // only the terminator: the same name is mounted again. Kept as stations
     // know it.
-    if (sys::mount(name, kUsbMountPoint, "vfat", 0, nullptr) <= 0) return true;
+    int rc = sys::mount(name, kUsbMountPoint, "vfat", 0, nullptr);
+    if (rc < 0) note_failure("mount of the USB stick on /mnt failed; tested whatever /mnt held");
+    if (rc <= 0) return true;
     printf("挂载USB:%s失败\n", name);
   }
   puts("挂载USB失败,分区号大于7，或无有效分区。");

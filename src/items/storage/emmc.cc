@@ -12,6 +12,7 @@
 
 #include "items/storage/blkdev.h"
 #include "common/stopwatch.h"
+#include "common/verdict_note.h"
 #include "sys/sys.h"
 
 namespace tav {
@@ -76,7 +77,10 @@ int emmc_test(int, char**) {
   memset(area1, kPattern, kEmmcBlock);
   t0 = wall_now();
   // Only a negative result stops the phase; the step codes are positive.
-  for (int i = 0; i < kBlocks && result >= 0; ++i) result = emmc_block_write(fd, area1, kFirstOffset + i * kEmmcBlock);
+  for (int i = 0; i < kBlocks && result >= 0; ++i) {
+    result = emmc_block_write(fd, area1, kFirstOffset + i * kEmmcBlock);
+    if (result > 0) note_failure("eMMC block write failed unnoticed");
+  }
   double write_speed = per_second(kRegionBytes, t0, wall_now());
   if (result < 0) goto failed;
   puts("ok");

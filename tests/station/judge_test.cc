@@ -1,0 +1,176 @@
+// Every item judged on what it really prints on the simulated board: a
+// healthy run and a failing one, with the verdict, a line behind it and a
+// measurement a station would read.
+#include <gtest/gtest.h>
+#include <linux/sockios.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "common/verdict_note.h"
+#include "harness.h"
+#include "items/items.h"
+#include "sim/peripherals.h"
+#include "sim/tavio.h"
+#include "station/judge.h"
+
+namespace {
+
+using tav::station::Verdict;
+
+struct JudgeCase {
+  const char* name;  // the scenario
+  tavtest::Entry entry;
+  std::vector<std::string> words;
+  const char* input;
+  std::function<void(sim::Board&)> setup;
+  Verdict verdict;
+  const char* failure;      // part of a failure line, or null for none
+  const char* measurement;  // a measurement that must be there, or null
+};
+
+sim::Fault fail_open(const char* path) { return sim::Fault{sim::Call::Open, path, 0, 0, ENOENT}; }
+sim::Fault fail_ioctl(const char* path, int nth) { return sim::Fault{sim::Call::Ioctl, path, 0, nth, EIO}; }
+
+class StationJudge : public tavtest::BoardTest {};
+
+TEST_F(StationJudge, every_item_healthy_and_failing) {
+  const auto none = [](sim::Board&) {};
+  const JudgeCase cases[] = {
+      {"cpld", tav::cpld_report, {"cpld"}, "", none, Verdict::kInfo, nullptr, nullptr},
+      {"cpld without tavio", tav::cpld_report, {"cpld"}, "", [](sim::Board& b) { b.fail(fail_open("/dev/tavio")); },
+       Verdict::kError, "驱动接口打开失败!", nullptr},
+      {"bootparam", tav::bootparam_report, {"bootparam"}, "", none, Verdict::kInfo, nullptr, nullptr},
+      {"bootparam bad magic", tav::bootparam_report, {"bootparam"}, "", sim::set_bad_bootparam_magic,
+       Verdict::kError, "bootparam错误!", nullptr},
+      {"alarm", tav::alarm_test, {"alarm"}, "", none, Verdict::kPass, nullptr, "alarm_in_closed_cleared"},
+      {"alarm board needed", tav::alarm_test, {"alarm", "-alarm_board_necessary"}, "", sim::remove_alarm_plug,
+       Verdict::kFail, "没有报警小板接入!", nullptr},
+      {"alarm bad magic prints success", tav::alarm_test, {"alarm"}, "", sim::set_bad_hw_magic, Verdict::kError,
+       "获取到的CPLD魔数非法", nullptr},
+      {"buzzer", tav::buzzer_test, {"buzzer"}, "", none, Verdict::kPass, nullptr, nullptr},
+      {"buzzer refused", tav::buzzer_test, {"buzzer"}, "", [](sim::Board& b) { b.fail(fail_ioctl("/dev/tavio", 0)); },
+       Verdict::kError, "设置TAVIO_BUZZER_BEEP失败!", nullptr},
+      {"rtc", tav::rtc_test, {"rtc"}, "", none, Verdict::kPass, nullptr, "rtc_rate"},
+      {"rtc standing still", tav::rtc_test, {"rtc"}, "", [](sim::Board& b) { sim::rtc(b)->set_rate(0); },
+       Verdict::kFail, "not 4 to 8", "rtc_elapsed"},
+      {"hdmi", tav::hdmi_detect, {"hdmi"}, "", none, Verdict::kPass, nullptr, "connected"},
+      {"hdmi refused prints not connected", tav::hdmi_detect, {"hdmi"}, "",
+       [](sim::Board& b) { b.fail(fail_ioctl("/dev/tavio", 0)); }, Verdict::kError, "failed, errno", nullptr},
+      {"reset not pressed", tav::reset_detect, {"reset"}, "", none, Verdict::kFail, "reset key not pressed", "pressed"},
+      {"joystick", tav::joystick_probe, {"joystick"}, "", none, Verdict::kPass, nullptr, "joystick_node"},
+      {"joystick missing", tav::joystick_probe, {"joystick"}, "", sim::clear_hidraw, Verdict::kFail, "不存在", nullptr},
+      {"gpio read", tav::gpio_tool, {"gpio", "3", "5"}, "", none, Verdict::kInfo, nullptr, "gpio_level"},
+      {"gpio without tavio", tav::gpio_tool, {"gpio", "3", "5"}, "",
+       [](sim::Board& b) { b.fail(fail_open("/dev/tavio")); }, Verdict::kError, "失败", nullptr},
+      {"encrypto_test", tav::encrypto_test, {"encrypto_test", "abc"}, "", none, Verdict::kPass, nullptr, nullptr},
+      {"encrypto_test too long", tav::encrypto_test, {"encrypto_test", std::string(64, 'x')}, "", none,
+       Verdict::kError, "passwd too large", nullptr},
+      {"uboot_env", tav::uboot_env_test, {"uboot_env"}, "", none, Verdict::kPass, nullptr, "env_lines"},
+      {"uboot_env without env", tav::uboot_env_test, {"uboot_env"}, "",
+       [](sim::Board& b) { b.fail(fail_open("/dev/env")); }, Verdict::kError, "文件打开失败!", nullptr},
+      {"usb", tav::usb_test, {"usb"}, "", none, Verdict::kPass, nullptr, "usb_a_write_speed"},
+      {"usb without statistics", tav::usb_test, {"usb"}, "",
+       [](sim::Board& b) { b.fail(sim::Fault{sim::Call::Statvfs, "", 0, 0, EIO}); }, Verdict::kFail, "获取硬盘信息失败",
+       nullptr},
+      {"harddisk_info_test", tav::harddisk_info_test, {"harddisk_info_test"}, "/dev/sda\n", none, Verdict::kPass,
+       nullptr, "smart_9_raw"},
+      {"harddisk_info_test no disk", tav::harddisk_info_test, {"harddisk_info_test"}, "/dev/sda\n",
+       [](sim::Board& b) { b.fail(fail_open("/dev/sda")); }, Verdict::kError, "failed", nullptr},
+      {"disk_perf", tav::disk_perf, {"disk_perf", "/dev/sdc", "B", "1", "1", "1M", "4"}, "", none, Verdict::kPass,
+       nullptr, "write_speed"},
+      {"disk_perf usage", tav::disk_perf, {"disk_perf", "/dev/sdc"}, "", none, Verdict::kError, "Please use", nullptr},
+      {"sata_port", tav::sata_port, {"sata_port"}, "", none, Verdict::kInfo, nullptr, nullptr},
+      {"emmc", tav::emmc_test, {"emmc"}, "", none, Verdict::kPass, nullptr, "read_speed"},
+      {"emmc without node", tav::emmc_test, {"emmc"}, "", [](sim::Board& b) { b.fail(fail_open("/dev/mmcblk0")); },
+       Verdict::kError, "failed!", nullptr},
+      {"mtd_test ecc", tav::mtd_test, {"mtd_test", "ecc", "1"}, "", none, Verdict::kInfo, nullptr, "bad_blocks"},
+      {"mtd_test erase refused", tav::mtd_test, {"mtd_test", "erase", "1"}, "",
+       [](sim::Board& b) { b.fail(fail_ioctl("/dev/tavmtd", 0)); }, Verdict::kError, "failed", nullptr},
+      {"nand_id", tav::nand_id_check, {"nand_id"}, "", none, Verdict::kPass, nullptr, "oob_size"},
+      {"mmz", tav::mmz_test, {"mmz"}, "", none, Verdict::kPass, nullptr, "phys_addr"},
+      {"mmz without zone", tav::mmz_test, {"mmz"}, "", [](sim::Board& b) { b.fail(fail_open("/dev/mmz_userdev")); },
+       Verdict::kError, "failed", nullptr},
+      {"phy link", tav::phy_tool, {"phy", "link", "eth0"}, "", none, Verdict::kPass, nullptr, "link_up"},
+      {"phy link refused prints up", tav::phy_tool, {"phy", "link", "eth0"}, "",
+       [](sim::Board& b) { b.fail(sim::Fault{sim::Call::Ioctl, "", SIOCETHTOOL, 0, EOPNOTSUPP}); }, Verdict::kError,
+       "failed", nullptr},
+      {"switch", tav::switch_tool, {"switch", "port_status"}, "", none, Verdict::kPass, nullptr, nullptr},
+      {"switch refused", tav::switch_tool, {"switch", "port_status"}, "",
+       [](sim::Board& b) { b.fail(fail_ioctl("/dev/tav_switch", 0)); }, Verdict::kError, "ioctl failed", nullptr},
+      {"nas_kill", tav::nas_kill_test, {"nas_kill"}, "/mnt/x\n", none, Verdict::kPass, nullptr, nullptr},
+      {"temperature", tav::temperature_tool, {"temperature"}, "", none, Verdict::kInfo, nullptr, "temperature"},
+      {"fan", tav::fan_tool, {"fan", "40"}, "", none, Verdict::kPass, nullptr, "fan_duty"},
+      {"fan out of range", tav::fan_tool, {"fan", "101"}, "", none, Verdict::kError, "Please input", nullptr},
+  };
+  for (const JudgeCase& c : cases) {
+    sim::Board& board = fresh_board();
+    board.set_console(c.input);
+    c.setup(board);
+    tavtest::Outcome o = run(c.entry, c.words);
+    std::vector<char*> argv;
+    for (const std::string& w : c.words) argv.push_back(const_cast<char*>(w.c_str()));
+    tav::station::RunFacts facts;
+    facts.item = c.words[0];
+    facts.argc = static_cast<int>(argv.size());
+    facts.argv = argv.data();
+    facts.result = o.result;
+    facts.ended_process = o.exited;
+    facts.out = o.out;
+    tav::station::Findings f = tav::station::judge(facts);
+    EXPECT_EQ(f.verdict, c.verdict) << c.name << "\n" << o.out;
+    if (c.verdict == Verdict::kFail || c.verdict == Verdict::kError) {
+      EXPECT_FALSE(f.failures.empty()) << c.name;
+    }
+    if (c.failure != nullptr) {
+      bool found = false;
+      for (const std::string& l : f.failures) found = found || l.find(c.failure) != std::string::npos;
+      EXPECT_TRUE(found) << c.name << ": no failure line with " << c.failure;
+    }
+    if (c.measurement != nullptr) {
+      bool found = false;
+      for (const auto& m : f.measurements) found = found || m.name == c.measurement;
+      EXPECT_TRUE(found) << c.name << ": no measurement " << c.measurement;
+    }
+  }
+}
+
+// Where the console keeps a success line after a failed check, what the item
+// noted makes the verdict.
+TEST_F(StationJudge, noted_failures_outrank_a_kept_success_line) {
+  const struct {
+    const char* name;
+    tavtest::Entry entry;
+    const char* item;
+    sim::Fault fault;
+    const char* console;
+  } rows[] = {
+      {"emmc flush", tav::emmc_test, "emmc", sim::Fault{sim::Call::Ioctl, "/dev/mmcblk0", 0, 1, EIO}, "Test EMMC OK"},
+      {"usb mount", tav::usb_test, "usb", sim::Fault{sim::Call::Mount, "", 0, 0, EIO}, "USB[/dev/h_msa]测试成功."},
+  };
+  for (const auto& row : rows) {
+    sim::Board& board = fresh_board();
+    board.fail(row.fault);
+    tav::station::RunFacts facts;
+    tavtest::Outcome o;
+    {
+      tav::VerdictNotes notes;
+      o = run(row.entry, {row.item});
+      facts.notes = notes.lines();
+    }
+    EXPECT_NE(o.out.find(row.console), std::string::npos) << row.name << "\n" << o.out;
+    facts.item = row.item;
+    facts.out = o.out;
+    facts.result = o.result;
+    tav::station::Findings f = tav::station::judge(facts);
+    EXPECT_EQ(f.verdict, Verdict::kFail) << row.name;
+    EXPECT_FALSE(f.failures.empty()) << row.name;
+  }
+  // Nobody listening: a note goes nowhere.
+  tav::note_failure("ignored");
+  tav::VerdictNotes fresh;
+  EXPECT_TRUE(fresh.lines().empty());
+}
+
+}  // namespace
