@@ -6,7 +6,7 @@
 #include <chrono>
 #include <cstring>
 
-#include "items/storage/blkdev.h"
+#include "drivers/block.h"
 
 namespace sim {
 

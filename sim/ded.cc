@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-#include "items/io/workkey.h"
+#include "drivers/ded.h"
 
 namespace sim {
 

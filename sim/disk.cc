@@ -4,7 +4,8 @@
 
 #include <cstring>
 
-#include "items/storage/ata.h"
+#include "drivers/ata.h"
+#include "drivers/block.h"
 
 namespace sim {
 
@@ -49,8 +50,8 @@ AtaDisk::AtaDisk(std::string model, std::string serial, std::string firmware) {
   put_string(identify, 46, 8, firmware);
   put_string(identify, 54, 40, model);
   static const SmartAttribute kHealthy[] = {
-      {1, 0x000F, 100, 100, 0, 6},      {3, 0x0003, 97, 97, 0, 0},    {5, 0x0033, 100, 100, 0, 36},
-      {9, 0x0032, 98, 98, 1834, 0},     {12, 0x0032, 100, 100, 57, 20}, {194, 0x0022, 64, 52, 36, 0},
+      {1, 0x000F, 100, 100, 0, 6},   {3, 0x0003, 97, 97, 0, 0},      {5, 0x0033, 100, 100, 0, 36},
+      {9, 0x0032, 98, 98, 1834, 0},  {12, 0x0032, 100, 100, 57, 20}, {194, 0x0022, 64, 52, 36, 0},
       {199, 0x003E, 200, 200, 0, 0},
   };
   set_attributes(kHealthy, static_cast<int>(sizeof kHealthy / sizeof kHealthy[0]));
@@ -170,8 +171,8 @@ int AtaDisk::drive_task(OpenFile& f, uint8_t* regs) {
   uint8_t feature = regs[1];
   if (feature != 0xD2 && feature != 0xDA && feature != 0xDB) return -EIO;
   bool bad = feature == 0xDA && threshold_exceeded;
-  const uint8_t back[tav::kDriveTaskSize] = {0x50, 0, 0, 0, static_cast<uint8_t>(bad ? 0xF4 : 0x4F),
-                                             static_cast<uint8_t>(bad ? 0x2C : 0xC2), 0xA0};
+  const uint8_t back[tav::kDriveTaskSize] = {
+      0x50, 0, 0, 0, static_cast<uint8_t>(bad ? 0xF4 : 0x4F), static_cast<uint8_t>(bad ? 0x2C : 0xC2), 0xA0};
   memcpy(regs, back, sizeof back);
   return 0;
 }
@@ -194,8 +195,7 @@ int AtaDisk::sg_io(OpenFile& f, void* arg) {
   if (hdr->interface_id != 'S' || hdr->cmdp == nullptr || hdr->cmd_len < 6) return -EINVAL;
   const uint8_t* cdb = hdr->cmdp;
   record(f, cdb, hdr->cmd_len);
-  if (hdr->dxfer_direction == tav::SG_DXFER_TO_DEV && hdr->dxferp != nullptr)
-    record(f, hdr->dxferp, hdr->dxfer_len);
+  if (hdr->dxfer_direction == tav::SG_DXFER_TO_DEV && hdr->dxferp != nullptr) record(f, hdr->dxferp, hdr->dxfer_len);
   hdr->status = 0;
   hdr->host_status = sg_host_status;
   if (sg_host_status != 0) return 0;

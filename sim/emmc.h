@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "board.h"
-#include "items/storage/emmc.h"
+#include "drivers/block.h"
 
 namespace sim {
 

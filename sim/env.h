@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "board.h"
-#include "items/io/env.h"
+#include "drivers/env.h"
 
 namespace sim {
 

@@ -5,8 +5,7 @@
 #include <cstring>
 #include <string>
 
-#include "tools/ext_i2c.h"
-#include "tools/i2c.h"
+#include "drivers/i2c.h"
 
 namespace sim {
 

@@ -6,8 +6,7 @@
 #include <cstring>
 #include <memory>
 
-#include "items/net/netif.h"
-#include "tools/mii.h"
+#include "drivers/netif.h"
 
 namespace sim {
 

@@ -68,7 +68,8 @@ int MmzDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
       MmzZone::Block& b = found->second;
       if (b.mapping == nullptr) {
         int err = 0;
-        void* p = z.mem.map(found->first, b.size, static_cast<int>(mmb_prot(m.attr)), &err);
+        int prot = static_cast<int>(m.attr & 0xFF);  // bits 0-7 of the attribute word
+        void* p = z.mem.map(found->first, b.size, prot, &err);
         if (p == MAP_FAILED) return -err;
         b.mapping = p;
         b.attr = m.attr;

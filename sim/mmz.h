@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "board.h"
-#include "items/storage/mmz.h"
+#include "drivers/mmz.h"
 
 namespace sim {
 

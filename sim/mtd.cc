@@ -6,7 +6,7 @@
 #include <cstring>
 #include <string>
 
-#include "items/storage/blkdev.h"
+#include "drivers/block.h"
 
 namespace sim {
 

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "board.h"
-#include "items/storage/mtd.h"
+#include "drivers/mtd.h"
 
 namespace sim {
 

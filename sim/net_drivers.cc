@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-#include "items/net/sensors.h"
+#include "drivers/sensors.h"
 
 namespace sim {
 

@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "board.h"
-#include "items/io/clock_devices.h"
-#include "items/io/presence.h"
+#include "drivers/input.h"
+#include "drivers/rtc_watchdog.h"
 
 namespace sim {
 
@@ -32,8 +32,8 @@ class RtcDevice final : public Device {
   int64_t now_ns() const;
   Clock& clock_;
   mutable std::mutex mu_;
-  int64_t base_ns_;     // RTC time at since_ns_
-  uint64_t since_ns_;   // virtual time of the last set
+  int64_t base_ns_;    // RTC time at since_ns_
+  uint64_t since_ns_;  // virtual time of the last set
   unsigned rate_ = 1000;
 };
 

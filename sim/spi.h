@@ -9,7 +9,7 @@
 #include <mutex>
 
 #include "board.h"
-#include "tools/ssp.h"
+#include "drivers/spi.h"
 
 namespace sim {
 

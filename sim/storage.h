@@ -10,7 +10,7 @@
 #include <string>
 
 #include "board.h"
-#include "items/storage/storage_ctl.h"
+#include "drivers/storage.h"
 
 namespace sim {
 
@@ -19,17 +19,17 @@ class StorageController {
   explicit StorageController(Clock& clock) : clock_(clock) {}
 
   struct Port {
-    bool disk = false;         // a disk sits in the bay
+    bool disk = false;  // a disk sits in the bay
     bool powered = true;
-    uint64_t back_at_ns = 0;   // after power-up the disk shows again from here
-    bool stays = false;        // ignores power-down
+    uint64_t back_at_ns = 0;  // after power-up the disk shows again from here
+    bool stays = false;       // ignores power-down
     bool never_returns = false;
     tav::PortStatus status{};  // counters the port reports
   };
 
   std::mutex mu;
   std::array<Port, tav::kPorts> ports{};
-  int scan_polls = 2;              // polls that answer "not done" before the scan is done
+  int scan_polls = 2;  // polls that answer "not done" before the scan is done
   bool scan_request_fails = false;
   tav::ErrRequest err_request{};
   tav::ResetCount reset_count{};

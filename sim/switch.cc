@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-#include "items/net/switch.h"
+#include "drivers/switch.h"
 
 namespace sim {
 
@@ -17,7 +17,7 @@ constexpr uint32_t kChannelsPerChip = 16;
 
 int SwitchDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
   if (arg == nullptr) return -EFAULT;
-  size_t size = request == SWITCH_LEGACY_REQUEST ? kSwitchLegacySize : switch_v3_size(request);
+  size_t size = request == SWITCH_LEGACY_REQUEST ? kSwitchLegacySize : ioc_size(request);
   f.log_sent(arg, size);
   std::lock_guard<std::mutex> lock(mu_);
   return request == SWITCH_LEGACY_REQUEST ? legacy(arg) : v3(request, arg);

@@ -84,14 +84,13 @@ TavioDevice::TavioDevice() {
   default_hw_info(hw_info);
   default_boot_param(boot_param);
   // The PSE port-request lines (GPIO1_4 to GPIO1_7) idle high: nothing asks for power.
-  for (unsigned bit = 4; bit < 8; ++bit) gpio[gpio_word(1, bit, 0)] = 1;
+  for (unsigned bit = 4; bit < 8; ++bit) gpio[1 | bit << 12] = 1;
 }
 
 uint64_t TavioDevice::alarm_inputs() const {
-  unsigned outputs = alarm_count(hw_info.alarm_out_attr);
-  unsigned inputs = alarm_count(hw_info.alarm_in_attr);
-  if (board_variant(hw_info) == kVariantAlarmSlots &&
-      (slot_type[1] == kExtBoardAlarm || slot_type[2] == kExtBoardAlarm)) {
+  unsigned outputs = alarm_out_count;
+  unsigned inputs = alarm_in_count;
+  if (variant == kVariantAlarmSlots && (slot_type[1] == kExtBoardAlarm || slot_type[2] == kExtBoardAlarm)) {
     inputs += 32;
     outputs += 16;
   }
@@ -112,7 +111,7 @@ int TavioDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
       uint16_t w;
       memcpy(&w, arg, 2);
       f.log_sent(arg, 2);
-      unsigned level = request == TAVIO_GPIO_SET_HIGH ? 1 : request == TAVIO_GPIO_SET_LOW ? 0 : gpio_level(w);
+      unsigned level = request == TAVIO_GPIO_SET_HIGH ? 1 : request == TAVIO_GPIO_SET_LOW ? 0 : (w >> 15) & 1u;
       gpio[w & 0x7FFF] = level;
       return 0;
     }
@@ -200,13 +199,16 @@ void add_tavio(Board& board) { board.add(kTavioPath, std::make_shared<TavioDevic
 
 void set_alarm_counts(Board& board, unsigned inputs, unsigned outputs) {
   TavioDevice* d = tavio(board);
-  d->hw_info.alarm_in_attr = (d->hw_info.alarm_in_attr & ~0x1F0u) | ((inputs & 0x1F) << 4);
-  d->hw_info.alarm_out_attr = (d->hw_info.alarm_out_attr & ~0x1F0u) | ((outputs & 0x1F) << 4);
+  d->alarm_in_count = inputs & 0x1F;
+  d->alarm_out_count = outputs & 0x1F;
+  d->hw_info.alarm_in_attr = (d->hw_info.alarm_in_attr & ~0x1F0u) | (d->alarm_in_count << 4);
+  d->hw_info.alarm_out_attr = (d->hw_info.alarm_out_attr & ~0x1F0u) | (d->alarm_out_count << 4);
 }
 
 void set_board_variant(Board& board, unsigned code) {
   TavioDevice* d = tavio(board);
-  d->hw_info.cpu_attr = (d->hw_info.cpu_attr & ~(0x1FCu << 16)) | ((code & 0x1FC) << 16);
+  d->variant = code & 0x1FC;
+  d->hw_info.cpu_attr = (d->hw_info.cpu_attr & ~(0x1FCu << 16)) | (d->variant << 16);
 }
 
 void remove_alarm_plug(Board& board) {

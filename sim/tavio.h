@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "board.h"
-#include "items/io/tavio.h"
+#include "drivers/tavio.h"
 
 namespace sim {
 
@@ -38,6 +38,12 @@ class TavioDevice final : public Device {
   std::map<unsigned, unsigned> gpio;  // line (group | bit << 12) -> level
   std::vector<uint8_t> beeps;         // every byte sent to the buzzer
   std::array<std::array<uint8_t, tav::kHdiskExcRecordSize>, 8> hdisk_exc{};
+  // What the hardware-information record encodes, kept here in plain
+  // numbers so that the board never reads its own record back through an
+  // item's decoding; set them through set_alarm_counts and set_board_variant.
+  unsigned alarm_in_count = 16;
+  unsigned alarm_out_count = 4;
+  unsigned variant = 0x20;
 
   // Input word as the driver reads it now.
   uint64_t alarm_inputs() const;

@@ -1,12 +1,11 @@
 // hier, hiew: registers of an I2C device through the SoC vendor's I2C node.
-#include "tools/ext_i2c.h"
-
 #include <fcntl.h>
 
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 
+#include "drivers/i2c.h"
 #include "sys/owners.h"
 #include "sys/sys.h"
 #include "tools/dump.h"

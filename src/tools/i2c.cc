@@ -1,6 +1,6 @@
 // i2c_read, i2c_write: registers of a device on an i2c-dev bus.
 // i2c_recv, i2c_send: raw transfers on an i2c-dev bus.
-#include "tools/i2c.h"
+#include "drivers/i2c.h"
 
 #include <fcntl.h>
 

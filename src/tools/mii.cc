@@ -1,12 +1,11 @@
 // himii.r, himii.w: read and write an Ethernet PHY register.
-#include "tools/mii.h"
-
 #include <sys/socket.h>
 
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 
+#include "drivers/netif.h"
 #include "sys/owners.h"
 #include "sys/sys.h"
 #include "tools/number.h"

@@ -1,12 +1,11 @@
 // ssp_read, ssp_write: registers of a device on an SPI bus through spidev.
 // Reachable only from code: they have no row in the board-tool table.
-#include "tools/ssp.h"
-
 #include <fcntl.h>
 
 #include <cstdint>
 #include <cstdio>
 
+#include "drivers/spi.h"
 #include "sys/owners.h"
 #include "sys/sys.h"
 #include "tools/number.h"

@@ -1,9 +1,8 @@
 // hier and hiew through the vendor I2C node on the simulated board.
-#include "tools/ext_i2c.h"
-
 #include <fcntl.h>
 #include <gtest/gtest.h>
 
+#include "drivers/i2c.h"
 #include "harness.h"
 #include "sim/i2c.h"
 #include "tools/tools.h"

@@ -2,9 +2,9 @@
 // on the wire, the texts, and every argument and transfer failure.
 #include <gtest/gtest.h>
 
+#include "drivers/i2c.h"
 #include "harness.h"
 #include "sim/i2c.h"
-#include "tools/i2c.h"
 #include "tools/tools.h"
 
 namespace {

@@ -2,9 +2,9 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
+#include "drivers/netif.h"
 #include "harness.h"
 #include "sim/mii.h"
-#include "tools/mii.h"
 #include "tools/tools.h"
 
 namespace {

@@ -2,9 +2,9 @@
 // frames on the bus for every width and order, the settings, and failures.
 #include <gtest/gtest.h>
 
+#include "drivers/spi.h"
 #include "harness.h"
 #include "sim/spi.h"
-#include "tools/ssp.h"
 #include "tools/tools.h"
 
 namespace {

@@ -1,8 +1,6 @@
 // Presence items: HDMI and VGA monitors and the reset key through
 // /dev/tavio, the joystick keyboard among the hidraw nodes, and the IR
 // receiver's key events.
-#include "items/io/presence.h"
-
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -10,8 +8,9 @@
 #include <cstdio>
 #include <cstring>
 
-#include "items/items.h"
+#include "drivers/input.h"
 #include "items/io/tavio.h"
+#include "items/items.h"
 #include "sys/sys.h"
 
 namespace tav {

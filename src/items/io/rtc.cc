@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "items/io/clock_devices.h"
+#include "drivers/rtc_watchdog.h"
 #include "items/items.h"
 #include "sys/sys.h"
 

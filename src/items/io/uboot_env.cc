@@ -7,7 +7,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "items/io/env.h"
+#include "drivers/env.h"
+#include "items/factory_network.h"
 #include "items/items.h"
 #include "sys/sys.h"
 

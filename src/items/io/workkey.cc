@@ -1,8 +1,6 @@
 // Work-key tool: the driver encrypts a key given on the command line and the
 // result is stored (in the driver or a file here); or the stored form is
 // fetched and the driver decrypts it. The program itself holds no key.
-#include "items/io/workkey.h"
-
 #include <fcntl.h>
 #include <getopt.h>
 
@@ -12,14 +10,16 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "items/items.h"
+#include "drivers/ded.h"
 #include "items/item_options.h"
+#include "items/items.h"
 #include "sys/sys.h"
 
 namespace tav {
 
 namespace {
 
+constexpr const char* kWorkkeyFile = "ded_workkey";  // in the working directory
 constexpr const char* kWorkkeyUsage =
     "\nUsage: workkey String [option]\n\n"
     "    -e [Str]   encrypt workkey and write\n"

@@ -8,8 +8,8 @@
 #include <cstring>
 #include <string_view>
 
+#include "drivers/netif.h"
 #include "items/items.h"
-#include "items/net/netif.h"
 #include "sys/owners.h"
 #include "sys/sys.h"
 

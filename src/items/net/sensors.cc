@@ -1,5 +1,5 @@
 // NAS kill, temperature and fan: one request each to a small driver.
-#include "items/net/sensors.h"
+#include "drivers/sensors.h"
 
 #include <fcntl.h>
 

@@ -1,7 +1,7 @@
 // Switch tool: port status, address-table lookup, port modes, host port,
 // a fixed mirroring setup, MAC security and VLAN, over the switch driver's
 // older interface and its third-generation one.
-#include "items/net/switch.h"
+#include "drivers/switch.h"
 
 #include <fcntl.h>
 
@@ -233,8 +233,7 @@ int do_mirror_v3(int fd, int argc, char** argv, const FailSite& site) {
   }
   int ret = request(fd, SWITCH_V3_MIRROR, r, site);
   if (ret < 0) return ret;
-  printf("[V3]src_channel: %#x, dst_channel: %#x, mirror_method: %#x\n", r.src_channel, r.dst_channel,
-         r.mirror_method);
+  printf("[V3]src_channel: %#x, dst_channel: %#x, mirror_method: %#x\n", r.src_channel, r.dst_channel, r.mirror_method);
   return ret;
 }
 

@@ -79,7 +79,8 @@ int drive_taskfile(int fd, int cmd, const void* data) {
   memcpy(buf, &req, sizeof req);
   int rc = sys::ioctl(fd, HDIO_DRIVE_TASKFILE, buf);
   if (rc == 0) return 0;
-  if (rc == kIoctlEinval) puts("Kernel lacks HDIO_DRIVE_TASKFILE support; \ncompile kernel with CONFIG_IDE_TASKFILE_IO set");
+  if (rc == kIoctlEinval)
+    puts("Kernel lacks HDIO_DRIVE_TASKFILE support; \ncompile kernel with CONFIG_IDE_TASKFILE_IO set");
   return -1;
 }
 
@@ -161,8 +162,6 @@ int ata_command_interface(int fd, int cmd, void* data) {
       return -1;
   }
 }
-
-int ata_command(int fd, int cmd, void* data) { return ata_command_interface(fd, cmd, data); }
 
 int sata_command_interface(int fd, int cmd, void* arg) {
   if (fd <= 0) {
@@ -338,8 +337,6 @@ int sg_data_out(int fd, uint8_t* cdb, void* data, uint32_t length, uint32_t flag
   hdr.flags = flags;
   return sys::ioctl(fd, SG_IO, &hdr);
 }
-
-void ata_debug_print(const char*, ...) {}
 
 int get_hdisk_exception(const char* path, uint8_t* record) {
   if (path == nullptr || record == nullptr) {

@@ -11,8 +11,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "drivers/block.h"
 #include "items/items.h"
-#include "items/storage/blkdev.h"
 #include "sys/sys.h"
 
 namespace tav {

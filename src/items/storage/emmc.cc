@@ -1,6 +1,5 @@
 // eMMC test: read, write, check and erase the 10 MiB that end 1 MiB before
 // the end of the device, reporting both speeds.
-#include "items/items.h"
 #include "items/storage/emmc.h"
 
 #include <fcntl.h>
@@ -10,9 +9,10 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "items/storage/blkdev.h"
 #include "common/stopwatch.h"
 #include "common/verdict_note.h"
+#include "drivers/block.h"
+#include "items/items.h"
 #include "sys/sys.h"
 
 namespace tav {

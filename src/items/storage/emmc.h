@@ -1,9 +1,10 @@
 // The eMMC read/write test and its 1 MiB block reader and writer.
 #pragma once
 
+#include "drivers/block.h"
+
 namespace tav {
 
-constexpr const char* kEmmcNode = "/dev/mmcblk0";
 constexpr long kEmmcBlock = 0x100000;
 
 // Negative offsets count from the end of the device. Both return 0 on

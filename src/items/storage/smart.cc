@@ -142,7 +142,7 @@ int set_harddisk_standby(const char* path) {
     rc = sata_command_interface(fd, ATA_STANDBY_IMMEDIATE, nullptr);
   } else {
     puts("硬盘开始进入休眠状态...");
-    rc = ata_command(fd, ATA_STANDBY_IMMEDIATE, nullptr);
+    rc = ata_command_interface(fd, ATA_STANDBY_IMMEDIATE, nullptr);
   }
   if (rc < 0) {
     printf("sata command STANDBY IMMEDIATE return %d\n", rc);

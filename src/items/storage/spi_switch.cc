@@ -1,7 +1,6 @@
 // SPI flash switch test: twenty threads keep the NOR busy through the boot
 // environment while twenty more rewrite the NAND's first megabyte, so the
 // controller must switch between the two chips all the time.
-#include "items/items.h"
 #include "items/storage/spi_switch.h"
 
 #include <fcntl.h>
@@ -11,9 +10,11 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "items/io/env.h"
+#include "drivers/block.h"
+#include "drivers/env.h"
+#include "items/factory_network.h"
 #include "items/io/tavio.h"
-#include "items/storage/blkdev.h"
+#include "items/items.h"
 #include "sys/sys.h"
 
 namespace tav {

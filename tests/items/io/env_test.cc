@@ -1,5 +1,7 @@
 // The boot environment test and the environment password tool against the
 // simulated driver.
+#include "drivers/env.h"
+
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -7,7 +9,6 @@
 #include <vector>
 
 #include "harness.h"
-#include "items/io/env.h"
 #include "items/items.h"
 #include "sim/env.h"
 
@@ -117,7 +118,11 @@ TEST_F(EncryptoTest, PasswordRules) {
       {{"encrypto_test", "-h"}, nullptr, usage, 0, "old"},
       {{"encrypto_test", ""}, nullptr, usage, 0, "old"},
       {{"encrypto_test", "-hx"}, nullptr, "successful!\n", 0, "-hx"},
-      {{"encrypto_test", "x"}, [](sim::Board& b) { b.remove(tav::kEnvPath); }, "open /dev/env failed errro 2\n", -2, ""},
+      {{"encrypto_test", "x"},
+       [](sim::Board& b) { b.remove(tav::kEnvPath); },
+       "open /dev/env failed errro 2\n",
+       -2,
+       ""},
       {{"encrypto_test", "x"}, fail_nth(tav::UBOOT_ENV_PASSWD, 1), "ioctl /dev/env failed, errro 5\n", -1, "old"},
   };
   for (const Pw& c : cases) {

@@ -27,7 +27,7 @@ std::pair<unsigned long, uint16_t> last_gpio(const Outcome& o) {
 
 class Gpio : public tavtest::BoardTest {
  protected:
-  unsigned& line(unsigned group, unsigned bit) { return sim::tavio(board())->gpio[tav::gpio_word(group, bit, 0)]; }
+  unsigned& line(unsigned group, unsigned bit) { return sim::tavio(board())->gpio[group | bit << 12]; }
 };
 
 TEST_F(Gpio, ReadsOrDrivesOneLine) {
@@ -74,8 +74,9 @@ TEST_F(Pse, PowerFollowsTheActiveLowRequestsEverySecond) {
   });
   board().fail({sim::Call::Ioctl, tav::kTavioPath, tav::TAVIO_GPIO_IN, 9, EIO});
   Outcome o = run(tav::pse_test, {});
-  EXPECT_EQ(o.out, "开始测试模拟PSE供电功能\ng_poe_port.status: 0\ng_poe_port.status: 2\n"
-                   "ioctl TAVIO_GPIO_IN failed, errno: 5\n");
+  EXPECT_EQ(o.out,
+            "开始测试模拟PSE供电功能\ng_poe_port.status: 0\ng_poe_port.status: 2\n"
+            "ioctl TAVIO_GPIO_IN failed, errno: 5\n");
   EXPECT_EQ(o.result, -1);
   EXPECT_EQ(o.open_descriptors, 0u);
   EXPECT_EQ((std::vector<unsigned>{line(21, 0), line(1, 0), line(1, 1), line(1, 2)}),

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "drivers/ded.h"
 #include "harness.h"
 #include "items/items.h"
-#include "items/io/workkey.h"
 #include "sim/ded.h"
 
 namespace {
@@ -43,8 +43,8 @@ TEST_F(Workkey, KeysAreRoundedToEightAndCutAt256) {
     std::string key;
     size_t stored;
   };
-  for (const Case& c : {Case{"abc", 8}, Case{"12345678", 8}, Case{"123456789", 16}, Case{std::string(300, 'w'), 256},
-                        Case{"", 0}}) {
+  for (const Case& c :
+       {Case{"abc", 8}, Case{"12345678", 8}, Case{"123456789", 16}, Case{std::string(300, 'w'), 256}, Case{"", 0}}) {
     tavtest::Outcome o = run(tav::workkey_tool, {"workkey", "-e", c.key});
     EXPECT_EQ(o.out, "");
     EXPECT_EQ(o.result, 0);
@@ -80,12 +80,27 @@ TEST_F(Workkey, UsageAndFailures) {
   const Case cases[] = {
       {"help", {"workkey", "-h"}, none, false, "", kUsage, -1},
       {"-e without its string", {"workkey", "-e"}, none, false, "", kUsage, -1},
-      {"no driver: the plain record is still stored", {"workkey", "-e", "abc"}, none, true,
-       "Open tavded fail. errno[2]\n", "", 0},
-      {"encryption refused", {"workkey", "-e", "abc"}, {sim::Call::Ioctl, tav::kDedPath, tav::TAVDED_ENCRYPT, 0, EIO},
-       false, "workkey_test ioctl faild. errno[5]\n", "", 0},
-      {"fetch refused", {"workkey", "-t", "-d"}, {sim::Call::Ioctl, tav::kDedPath, tav::TAVDED_READ_WORKKEY, 0, EIO},
-       false, "workkey_rw ioctl faild. errno[5]\n" + zeroed_out, "", 0},
+      {"no driver: the plain record is still stored",
+       {"workkey", "-e", "abc"},
+       none,
+       true,
+       "Open tavded fail. errno[2]\n",
+       "",
+       0},
+      {"encryption refused",
+       {"workkey", "-e", "abc"},
+       {sim::Call::Ioctl, tav::kDedPath, tav::TAVDED_ENCRYPT, 0, EIO},
+       false,
+       "workkey_test ioctl faild. errno[5]\n",
+       "",
+       0},
+      {"fetch refused",
+       {"workkey", "-t", "-d"},
+       {sim::Call::Ioctl, tav::kDedPath, tav::TAVDED_READ_WORKKEY, 0, EIO},
+       false,
+       "workkey_rw ioctl faild. errno[5]\n" + zeroed_out,
+       "",
+       0},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "drivers/netif.h"
 #include "harness.h"
 #include "items/items.h"
-#include "items/net/netif.h"
 #include "sim/mii.h"
 
 namespace {
@@ -46,24 +46,40 @@ TEST_F(Phy, SubCommands) {
   const Case cases[] = {
       {"unknown sub-command", {"phy", "mdiox", "eth0", "1"}, none, kUsage, 0},
       {"read", {"phy", "mdio", "eth0", "1"}, none, "read phy addr: 0x1  reg: 0x1   value : 0x796d\n\n", 0},
-      {"write form only reads", {"phy", "mdio", "eth0", "010", "0x12"}, none,
-       "write phy addr: 0x1  reg: 0x8  value : 0x12\n\n", 0},
+      {"write form only reads",
+       {"phy", "mdio", "eth0", "010", "0x12"},
+       none,
+       "write phy addr: 0x1  reg: 0x8  value : 0x12\n\n",
+       0},
       {"no register is a usage error", {"phy", "mdio", "eth0"}, none, kUsage, -22},
       {"unknown interface", {"phy", "mdio", "eth9", "1"}, none, "ioctl cmd SIOCGMIIPHY failed, errno: 19\n", -1},
-      {"driver without MII", {"phy", "mdio", "eth0", "1"},
+      {"driver without MII",
+       {"phy", "mdio", "eth0", "1"},
        [](sim::Board&, sim::MiiSocket& n) { n.set_support("eth0", true, false); },
-       "ioctl cmd SIOCGMIIPHY failed, errno: 95\n", -1},
+       "ioctl cmd SIOCGMIIPHY failed, errno: 95\n",
+       -1},
       {"reset", {"phy", "reset", "eth0"}, none, reset_line, 0},
-      {"reset of an unknown interface stops at the down step", {"phy", "reset", "eth9"}, none,
-       "ioctl cmd SIOCGIFFLAGS, errno: 19\n", -1},
-      {"16-character name: the down step goes on", {"phy", "reset", "abcdefghijklmnop"}, none,
-       "name is too long\nioctl cmd SIOCGMIIPHY failed, errno: 19\nname is too long\n", -1},
-      {"PHY write fails: the interface still comes up", {"phy", "reset", "eth0"}, fail(tav::SIOC_SMIIREG, 0, EIO),
-       "ioctl cmd SIOCSMIIREG failed, errno: 5\n", -1},
+      {"reset of an unknown interface stops at the down step",
+       {"phy", "reset", "eth9"},
+       none,
+       "ioctl cmd SIOCGIFFLAGS, errno: 19\n",
+       -1},
+      {"16-character name: the down step goes on",
+       {"phy", "reset", "abcdefghijklmnop"},
+       none,
+       "name is too long\nioctl cmd SIOCGMIIPHY failed, errno: 19\nname is too long\n",
+       -1},
+      {"PHY write fails: the interface still comes up",
+       {"phy", "reset", "eth0"},
+       fail(tav::SIOC_SMIIREG, 0, EIO),
+       "ioctl cmd SIOCSMIIREG failed, errno: 5\n",
+       -1},
       {"link up", {"phy", "link", "eth0"}, none, "phy on eth0 is link up\n", 0},
-      {"no ethtool: reported up under the wrong name", {"phy", "link", "eth0"},
+      {"no ethtool: reported up under the wrong name",
+       {"phy", "link", "eth0"},
        [](sim::Board&, sim::MiiSocket& n) { n.set_support("eth0", false, true); },
-       "ioctl cmd SIOCSMIIREG failed, errno: 95\nphy on eth0 is link up\n", 0},
+       "ioctl cmd SIOCSMIIREG failed, errno: 95\nphy on eth0 is link up\n",
+       0},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);

@@ -1,4 +1,6 @@
 // NAS kill, temperature and fan tools against their simulated drivers.
+#include "drivers/sensors.h"
+
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -7,7 +9,6 @@
 
 #include "harness.h"
 #include "items/items.h"
-#include "items/net/sensors.h"
 #include "sim/net_drivers.h"
 
 namespace {
@@ -65,14 +66,35 @@ TEST_F(SmallDrivers, NasKillSendsTheTypedPath) {
   };
   const std::string long_path(200, 'p');
   const Nas cases[] = {
-      {"typed path", "/mnt/nfs0\n", kAsIs, kNasStart + "Kill the nfs path[/mnt/nfs0]\n" + kNasEnd, "", 0, {"/mnt/nfs0"}},
-      {"empty line is an empty path, not the default", "\n", kAsIs, kNasStart + "Kill the nfs path[]\n" + kNasEnd, "", 0,
+      {"typed path",
+       "/mnt/nfs0\n",
+       kAsIs,
+       kNasStart + "Kill the nfs path[/mnt/nfs0]\n" + kNasEnd,
+       "",
+       0,
+       {"/mnt/nfs0"}},
+      {"empty line is an empty path, not the default",
+       "\n",
+       kAsIs,
+       kNasStart + "Kill the nfs path[]\n" + kNasEnd,
+       "",
+       0,
        {""}},
-      {"overlong input is cut within the buffer", long_path + "\n", kAsIs,
-       kNasStart + "Kill the nfs path[" + long_path.substr(0, 127) + "]\n" + kNasEnd, "", 0, {long_path.substr(0, 127)}},
+      {"overlong input is cut within the buffer",
+       long_path + "\n",
+       kAsIs,
+       kNasStart + "Kill the nfs path[" + long_path.substr(0, 127) + "]\n" + kNasEnd,
+       "",
+       0,
+       {long_path.substr(0, 127)}},
       {"end of input sends nothing", "/mnt/x", kAsIs, kNasStart + "\n", "", -1, {}},
-      {"no node", "/mnt/nfs0\n", missing(tav::kNasPath), kNasStart + "Kill the nfs path[/mnt/nfs0]\ndevice open fail\n",
-       "open /dev/tavnet failed.\n: No such file or directory\n", -1, {}},
+      {"no node",
+       "/mnt/nfs0\n",
+       missing(tav::kNasPath),
+       kNasStart + "Kill the nfs path[/mnt/nfs0]\ndevice open fail\n",
+       "open /dev/tavnet failed.\n: No such file or directory\n",
+       -1,
+       {}},
   };
   for (const Nas& c : cases) {
     check({c.what, tav::nas_kill_test, {"nas_kill"}, c.fault, c.out, c.err, c.result}, c.typed, [&](sim::Board& b) {
@@ -88,16 +110,31 @@ TEST_F(SmallDrivers, TemperatureAndFan) {
       "Input format error !\nGet pwm duty: ./pwm_test\nSet pwm duty: ./pwm_test [count(0-100)]\n";
   const Case cases[] = {
       {"temperature", tav::temperature_tool, {"temperature"}, kAsIs, "Temperature = 47\n", "", 0},
-      {"temperature takes no argument", tav::temperature_tool, {"temperature", "1"}, kAsIs,
-       "Input format error\n./temperat\n", "", 0},
-      {"temperature read fails", tav::temperature_tool, {"temperature"}, fail_ioctl(tav::kSensorPath, EIO),
-       "Ioctl error, errno = 5\n", "", -1},
+      {"temperature takes no argument",
+       tav::temperature_tool,
+       {"temperature", "1"},
+       kAsIs,
+       "Input format error\n./temperat\n",
+       "",
+       0},
+      {"temperature read fails",
+       tav::temperature_tool,
+       {"temperature"},
+       fail_ioctl(tav::kSensorPath, EIO),
+       "Ioctl error, errno = 5\n",
+       "",
+       -1},
       {"fan get", tav::fan_tool, {"fan"}, kAsIs, "Get pwm_duty = 60\n", "", 0},
       {"fan set", tav::fan_tool, {"fan", "100"}, kAsIs, "Set pwm_duty = 100 succeed\n", "", 0},
       {"fan 101", tav::fan_tool, {"fan", "101"}, kAsIs, "Please input pwm duty from (0~100)\n", "", 0},
       {"fan -1", tav::fan_tool, {"fan", "-1"}, kAsIs, "Please input pwm duty from (0~100)\n", "", 0},
       {"fan too many", tav::fan_tool, {"fan", "1", "2"}, kAsIs, fan_usage, "", 0},
-      {"fan set fails", tav::fan_tool, {"fan", "50"}, fail_ioctl(tav::kFanPath, EIO), "Ioctl error, ret = -1\n", "",
+      {"fan set fails",
+       tav::fan_tool,
+       {"fan", "50"},
+       fail_ioctl(tav::kFanPath, EIO),
+       "Ioctl error, ret = -1\n",
+       "",
        -1},
   };
   for (const Case& c : cases) check(c);

@@ -72,7 +72,7 @@ TEST_F(Ata, DriveCmdAndTaskBytesForEveryCommand) {
   uint8_t data[512];
   std::string out;
   Bytes sent;
-  with_disk([&](int fd) { return tav::ata_command(fd, 0xD0, data); }, &out, &sent);
+  with_disk([&](int fd) { return tav::ata_command_interface(fd, 0xD0, data); }, &out, &sent);
   EXPECT_EQ(memcmp(data, disk_->smart_values.data(), 512), 0);
 }
 
@@ -90,12 +90,10 @@ TEST_F(Ata, PassThroughCdbForEveryCommand) {
   };
   auto plain = [](uint8_t cmd) { return Bytes{0x85, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, cmd, 0}; };
   const SgCase cases[] = {
-      {0xD0, 0, smart(0xD0, 0), -3, 512}, {0xD1, 0, smart(0xD1, 0), -3, 512},
-      {0xD2, 1, smart(0xD2, 0xF1), -1, 0}, {0xD2, 0, smart(0xD2, 0), -1, 0},
-      {0xD4, 0x1234, smart(0xD4, 0x34), -1, 0}, {0xD8, 0, smart(0xD8, 0), -1, 0},
-      {0xD9, 0, smart(0xD9, 0), -1, 0},   {0xDA, 0, smart(0xDA, 0), -3, 8},
-      {0xE0, 0, plain(0xE0), -1, 0},       {0xE7, 0, plain(0xE7), -1, 0},
-      {0xEC, 0, plain(0xEC), -3, 512},
+      {0xD0, 0, smart(0xD0, 0), -3, 512}, {0xD1, 0, smart(0xD1, 0), -3, 512},       {0xD2, 1, smart(0xD2, 0xF1), -1, 0},
+      {0xD2, 0, smart(0xD2, 0), -1, 0},   {0xD4, 0x1234, smart(0xD4, 0x34), -1, 0}, {0xD8, 0, smart(0xD8, 0), -1, 0},
+      {0xD9, 0, smart(0xD9, 0), -1, 0},   {0xDA, 0, smart(0xDA, 0), -3, 8},         {0xE0, 0, plain(0xE0), -1, 0},
+      {0xE7, 0, plain(0xE7), -1, 0},      {0xEC, 0, plain(0xEC), -3, 512},
   };
   for (const auto& c : cases) {
     uint8_t data[512];

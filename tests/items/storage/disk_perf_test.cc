@@ -1,6 +1,5 @@
 // disk_perf on the simulated board: usage, parsing, capacity, per-thread
 // reports and sums, failing transfers, and the speed rule.
-#include "items/items.h"
 #include "items/storage/disk_perf.h"
 
 #include <fcntl.h>
@@ -12,8 +11,9 @@
 #include <cstdio>
 #include <cstring>
 
+#include "drivers/block.h"
 #include "harness.h"
-#include "items/storage/blkdev.h"
+#include "items/items.h"
 #include "sim/block.h"
 
 namespace {

@@ -1,5 +1,4 @@
 // The eMMC test and its block reader and writer, on the board's eMMC model.
-#include "items/items.h"
 #include "items/storage/emmc.h"
 
 #include <fcntl.h>
@@ -8,8 +7,9 @@
 #include <algorithm>
 #include <vector>
 
+#include "drivers/block.h"
 #include "harness.h"
-#include "items/storage/blkdev.h"
+#include "items/items.h"
 #include "sim/block.h"
 #include "sim/emmc.h"
 

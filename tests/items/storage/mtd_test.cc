@@ -1,5 +1,5 @@
 // The MTD tool and the NAND ID check.
-#include "items/storage/mtd.h"
+#include "drivers/mtd.h"
 
 #include <gtest/gtest.h>
 

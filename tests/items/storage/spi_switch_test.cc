@@ -1,5 +1,7 @@
 // The SPI flash switch test: forty threads on the simulated NOR (the boot
 // environment) and NAND (an MTD block device) at once.
+#include "items/storage/spi_switch.h"
+
 #include <gtest/gtest.h>
 
 #include <map>
@@ -7,11 +9,11 @@
 #include <string>
 #include <vector>
 
+#include "drivers/env.h"
 #include "harness.h"
-#include "items/io/env.h"
+#include "items/factory_network.h"
 #include "items/io/tavio.h"
 #include "items/items.h"
-#include "items/storage/spi_switch.h"
 #include "sim/env.h"
 #include "sim/mtd.h"
 #include "sim/tavio.h"

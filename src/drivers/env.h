@@ -15,9 +15,6 @@ constexpr unsigned long UBOOT_ENV_GET_KEY = 0xC0444504;
 constexpr unsigned long UBOOT_ENV_TRANS_MODE = 0xC0104505;
 constexpr unsigned long UBOOT_ENV_PASSWD = 0xC0444506;
 
-// The factory network's server, written to serverip by the tests.
-constexpr const char* kFactoryServerIp = "192.168.1.100";
-
 struct EnvKey {
   uint32_t index;
   char name[64];

@@ -7,7 +7,6 @@
 namespace tav {
 
 constexpr const char* kDedPath = "/dev/tavded";
-constexpr const char* kWorkkeyFile = "ded_workkey";
 
 constexpr unsigned long TAVDED_ENCRYPT = 0x4120440B;
 constexpr unsigned long TAVDED_DECRYPT = 0x4120440C;

@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "drivers/ioc.h"
+
 namespace tav {
 
 constexpr const char* kSwitchPath = "/dev/tav_switch";
@@ -33,9 +35,6 @@ constexpr unsigned long SWITCH_V3_VLAN = 0xC0045304;
 constexpr unsigned long SWITCH_V3_HOST_STATUS = 0xC01C5305;
 constexpr unsigned long SWITCH_V3_MIRROR = 0xC01C5364;
 constexpr unsigned long SWITCH_V3_MAC_SECURITY = 0xC0405365;
-
-// The V3 record size, from the request number's size field.
-constexpr size_t switch_v3_size(unsigned long request) { return (request >> 16) & 0x3FFF; }
 
 constexpr uint32_t kMacSecurityWriteForm = 15;
 
@@ -140,18 +139,17 @@ struct SwV3MacSecurity {
   uint8_t mac[6];
   uint8_t unused[38];
 };
-static_assert(sizeof(SwV3PortStatus) == switch_v3_size(SWITCH_V3_PORT_STATUS) &&
+static_assert(sizeof(SwV3PortStatus) == ioc_size(SWITCH_V3_PORT_STATUS) &&
               offsetof(SwV3PortStatus, current_status) == 4);
-static_assert(sizeof(SwV3MacLut) == switch_v3_size(SWITCH_V3_MAC_LUT) && offsetof(SwV3MacLut, channel) == 28);
-static_assert(sizeof(SwV3PortMode) == switch_v3_size(SWITCH_V3_PORT_MODE) && offsetof(SwV3PortMode, speed) == 6 &&
+static_assert(sizeof(SwV3MacLut) == ioc_size(SWITCH_V3_MAC_LUT) && offsetof(SwV3MacLut, channel) == 28);
+static_assert(sizeof(SwV3PortMode) == ioc_size(SWITCH_V3_PORT_MODE) && offsetof(SwV3PortMode, speed) == 6 &&
               offsetof(SwV3PortMode, duplex) == 8);
-static_assert(sizeof(SwV3Vlan) == switch_v3_size(SWITCH_V3_VLAN));
-static_assert(sizeof(SwV3HostStatus) == switch_v3_size(SWITCH_V3_HOST_STATUS) &&
+static_assert(sizeof(SwV3Vlan) == ioc_size(SWITCH_V3_VLAN));
+static_assert(sizeof(SwV3HostStatus) == ioc_size(SWITCH_V3_HOST_STATUS) &&
               offsetof(SwV3HostStatus, current_status2) == 4);
-static_assert(sizeof(SwV3Mirror) == switch_v3_size(SWITCH_V3_MIRROR) && offsetof(SwV3Mirror, mirror_method) == 16 &&
+static_assert(sizeof(SwV3Mirror) == ioc_size(SWITCH_V3_MIRROR) && offsetof(SwV3Mirror, mirror_method) == 16 &&
               offsetof(SwV3Mirror, read) == 17);
-static_assert(sizeof(SwV3MacSecurity) == switch_v3_size(SWITCH_V3_MAC_SECURITY) &&
-              offsetof(SwV3MacSecurity, write) == 8 && offsetof(SwV3MacSecurity, form) == 12 &&
-              offsetof(SwV3MacSecurity, mac) == 20);
+static_assert(sizeof(SwV3MacSecurity) == ioc_size(SWITCH_V3_MAC_SECURITY) && offsetof(SwV3MacSecurity, write) == 8 &&
+              offsetof(SwV3MacSecurity, form) == 12 && offsetof(SwV3MacSecurity, mac) == 20);
 
 }  // namespace tav

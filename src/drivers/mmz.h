@@ -1,0 +1,51 @@
+// The media memory zone user device (/dev/mmz_userdev) and the board's
+// physical-memory device (/dev/tav_memdev): request numbers and records.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace tav {
+
+constexpr const char* kMmzPath = "/dev/mmz_userdev";
+constexpr const char* kMemdevPath = "/dev/tav_memdev";
+
+constexpr unsigned long MMZ_ALLOC = 0xC0906D0A;
+constexpr unsigned long MMZ_GET_ATTR = 0x80906D0B;
+constexpr unsigned long MMZ_FREE = 0x40906D0C;
+constexpr unsigned long MMZ_MAP = 0xC0906D15;
+constexpr unsigned long MMZ_UNMAP = 0xC0906D16;
+constexpr unsigned long MMZ_FLUSH_DCACHE = 0x6328;  // takes a MmbInfo, though its number says no size
+constexpr unsigned long MEMDEV_FLUSH = 0x40186D28;
+
+constexpr uint32_t kMmbFlagShared = 0x001;
+
+struct MmbInfo {
+  uint64_t phys_addr;
+  uint64_t align;
+  uint64_t size;
+  uint32_t order;
+  uint8_t pad0[4];
+  uint64_t vir_addr;
+  uint32_t attr;  // prot in bits 0-7, flags in 8-19, map_cached in bit 29
+  uint8_t pad1[4];
+  char mmb_name[17];
+  char mmz_name[32];
+  uint8_t pad2[7];
+  uint64_t gfp;
+  uint8_t reserved[32];
+};
+static_assert(sizeof(MmbInfo) == 144 && offsetof(MmbInfo, order) == 24 && offsetof(MmbInfo, vir_addr) == 32 &&
+                  offsetof(MmbInfo, attr) == 40 && offsetof(MmbInfo, mmb_name) == 48 &&
+                  offsetof(MmbInfo, mmz_name) == 65 && offsetof(MmbInfo, gfp) == 104,
+              "mmb record");
+
+// Virtual address first here, unlike the MMZ records.
+struct MemdevFlush {
+  uint64_t vir_addr;
+  uint64_t phys_addr;
+  uint64_t size;
+};
+static_assert(sizeof(MemdevFlush) == 24 && offsetof(MemdevFlush, phys_addr) == 8, "memdev flush record");
+
+}  // namespace tav
