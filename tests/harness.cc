@@ -14,7 +14,7 @@
 #include <sstream>
 
 #include "common/gbk.h"
-#include "tools/memmap.h"
+#include "common/process_state.h"
 
 namespace tavtest {
 
@@ -159,6 +159,10 @@ void run_capture(const std::function<void()>& fn, std::string* out, std::string*
 }
 
 Outcome run(sim::Board& board, Entry entry, const std::vector<std::string>& words) {
+  // Every run is a new process: what the last one kept (the mapping registry
+  // and its /dev/mem descriptor, the repeat count, ...) is gone. Kept until
+  // now so that a test can look at it.
+  tav::reset_process_state();
   Outcome r;
   std::vector<std::string> copy = words;
   std::vector<char*> argv;
@@ -178,8 +182,6 @@ Outcome run(sim::Board& board, Entry entry, const std::vector<std::string>& word
   auto log = board.log();
   r.requests.assign(log.begin() + static_cast<long>(log_start), log.end());
   r.open_descriptors = board.open_descriptors();
-  // Every run is a new process: the registry and its /dev/mem descriptor go.
-  tav::memmap_reset();
   return r;
 }
 
@@ -200,7 +202,7 @@ void BoardTest::SetUp() {
 }
 
 sim::Board& BoardTest::fresh_board() {
-  tav::memmap_reset();
+  tav::reset_process_state();
   board_.reset();
   board_ = sim::make_default_board();
   // Tests never read the real standard input: the console starts empty.
@@ -210,7 +212,7 @@ sim::Board& BoardTest::fresh_board() {
 }
 
 void BoardTest::TearDown() {
-  tav::memmap_reset();
+  tav::reset_process_state();
   board_.reset();
   sim::install(nullptr);
   ASSERT_EQ(chdir(old_cwd_.c_str()), 0);

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include "harness.h"
-#include "tools/memmap.h"
 #include "tools/tools.h"
 
 namespace {
@@ -44,7 +43,6 @@ TEST_F(ExitReport, each_report_names_its_fixed_source_and_line) {
   for (const Case& c : cases) {
     SCOPED_TRACE(c.words.size() == 1 ? c.words[0] : c.words[0] + " failing");
     sim::Board& b = fresh_board();
-    tav::memmap_reset();
     if (c.fail != sim::Call::Any) b.fail({c.fail, "", 0, 0, EACCES});
     tavtest::Outcome o = run(c.entry, c.words);
     EXPECT_TRUE(o.exited);
