@@ -102,29 +102,49 @@ uint64_t TavioDevice::alarm_inputs() const {
   return (closed ^ polarity) & mask;
 }
 
+// A line word in, the line's level set or read back in bit 15.
+int TavioDevice::gpio_request(OpenFile& f, unsigned long request, void* arg) {
+  uint16_t w;
+  memcpy(&w, arg, 2);
+  f.log_sent(arg, 2);
+  if (request == TAVIO_GPIO_IN) {
+    auto it = gpio.find(w & 0x7FFFu);
+    unsigned level = it == gpio.end() ? 0 : it->second;
+    w = static_cast<uint16_t>((w & 0x7FFF) | (level << 15));
+    memcpy(arg, &w, 2);
+    return 0;
+  }
+  unsigned level = request == TAVIO_GPIO_SET_HIGH ? 1 : request == TAVIO_GPIO_SET_LOW ? 0 : (w >> 15) & 1u;
+  gpio[w & 0x7FFF] = level;
+  return 0;
+}
+
+// Requests that name a slot or a disk and are answered about it.
+int TavioDevice::indexed_request(OpenFile& f, unsigned long request, void* arg) {
+  if (request == TAVIO_EXT_SLOT_INFO) {
+    auto* ext = static_cast<ExtSlotInfo*>(arg);
+    f.log_sent(arg, 2);
+    if (ext->slot >= slot_type.size() || ext->slot == 0) return -EINVAL;
+    ext->type = slot_type[ext->slot];
+    return 0;
+  }
+  int64_t index;
+  memcpy(&index, arg, 8);
+  f.log_sent(arg, 8);
+  if (index < 0 || index >= static_cast<int64_t>(hdisk_exc.size())) return -EINVAL;
+  memcpy(static_cast<uint8_t*>(arg) + kHdiskExcRecordOffset, hdisk_exc[static_cast<size_t>(index)].data(),
+         kHdiskExcRecordSize);
+  return 0;
+}
+
 int TavioDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
   std::lock_guard<std::mutex> lock(mu_);
   switch (request) {
     case TAVIO_GPIO_OUT:
     case TAVIO_GPIO_SET_HIGH:
-    case TAVIO_GPIO_SET_LOW: {
-      uint16_t w;
-      memcpy(&w, arg, 2);
-      f.log_sent(arg, 2);
-      unsigned level = request == TAVIO_GPIO_SET_HIGH ? 1 : request == TAVIO_GPIO_SET_LOW ? 0 : (w >> 15) & 1u;
-      gpio[w & 0x7FFF] = level;
-      return 0;
-    }
-    case TAVIO_GPIO_IN: {
-      uint16_t w;
-      memcpy(&w, arg, 2);
-      f.log_sent(arg, 2);
-      auto it = gpio.find(w & 0x7FFFu);
-      unsigned level = it == gpio.end() ? 0 : it->second;
-      w = static_cast<uint16_t>((w & 0x7FFF) | (level << 15));
-      memcpy(arg, &w, 2);
-      return 0;
-    }
+    case TAVIO_GPIO_SET_LOW:
+    case TAVIO_GPIO_IN:
+      return gpio_request(f, request, arg);
     case TAVIO_BUZZER_BEEP:
       f.log_sent(arg, 1);
       beeps.push_back(*static_cast<uint8_t*>(arg));
@@ -172,22 +192,9 @@ int TavioDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
     case TAVIO_RESET_DETECT:
       memcpy(arg, &reset_key, 4);
       return 0;
-    case TAVIO_EXT_SLOT_INFO: {
-      auto* ext = static_cast<ExtSlotInfo*>(arg);
-      f.log_sent(arg, 2);
-      if (ext->slot >= slot_type.size() || ext->slot == 0) return -EINVAL;
-      ext->type = slot_type[ext->slot];
-      return 0;
-    }
-    case TAVIO_GET_HDISK_EXC: {
-      int64_t index;
-      memcpy(&index, arg, 8);
-      f.log_sent(arg, 8);
-      if (index < 0 || index >= static_cast<int64_t>(hdisk_exc.size())) return -EINVAL;
-      memcpy(static_cast<uint8_t*>(arg) + kHdiskExcRecordOffset, hdisk_exc[static_cast<size_t>(index)].data(),
-             kHdiskExcRecordSize);
-      return 0;
-    }
+    case TAVIO_EXT_SLOT_INFO:
+    case TAVIO_GET_HDISK_EXC:
+      return indexed_request(f, request, arg);
     default:
       return -ENOTTY;
   }

@@ -49,6 +49,8 @@ class TavioDevice final : public Device {
   uint64_t alarm_inputs() const;
 
  private:
+  int gpio_request(OpenFile& f, unsigned long request, void* arg);
+  int indexed_request(OpenFile& f, unsigned long request, void* arg);
   std::mutex mu_;
 };
 
