@@ -33,9 +33,41 @@ struct JudgeCase {
 sim::Fault fail_open(const char* path) { return sim::Fault{sim::Call::Open, path, 0, 0, ENOENT}; }
 sim::Fault fail_ioctl(const char* path, int nth) { return sim::Fault{sim::Call::Ioctl, path, 0, nth, EIO}; }
 
-class StationJudge : public tavtest::BoardTest {};
+class StationJudge : public tavtest::BoardTest {
+ protected:
+  void check(const JudgeCase& c) {
+    sim::Board& board = fresh_board();
+    board.set_console(c.input);
+    c.setup(board);
+    tavtest::Outcome o = run(c.entry, c.words);
+    std::vector<char*> argv;
+    for (const std::string& w : c.words) argv.push_back(const_cast<char*>(w.c_str()));
+    tav::station::RunFacts facts;
+    facts.item = c.words[0];
+    facts.argc = static_cast<int>(argv.size());
+    facts.argv = argv.data();
+    facts.result = o.result;
+    facts.ended_process = o.exited;
+    facts.out = o.out;
+    tav::station::Findings f = tav::station::judge(facts);
+    EXPECT_EQ(f.verdict, c.verdict) << c.name << "\n" << o.out;
+    if (c.verdict == Verdict::kFail || c.verdict == Verdict::kError) {
+      EXPECT_FALSE(f.failures.empty()) << c.name;
+    }
+    if (c.failure != nullptr) {
+      bool found = false;
+      for (const std::string& l : f.failures) found = found || l.find(c.failure) != std::string::npos;
+      EXPECT_TRUE(found) << c.name << ": no failure line with " << c.failure;
+    }
+    if (c.measurement != nullptr) {
+      bool found = false;
+      for (const auto& m : f.measurements) found = found || m.name == c.measurement;
+      EXPECT_TRUE(found) << c.name << ": no measurement " << c.measurement;
+    }
+  }
+};
 
-TEST_F(StationJudge, every_item_healthy_and_failing) {
+TEST_F(StationJudge, io_items_healthy_and_failing) {
   const auto none = [](sim::Board&) {};
   const JudgeCase cases[] = {
       {"cpld", tav::cpld_report, {"cpld"}, "", none, Verdict::kInfo, nullptr, nullptr},
@@ -74,6 +106,13 @@ TEST_F(StationJudge, every_item_healthy_and_failing) {
       {"usb without statistics", tav::usb_test, {"usb"}, "",
        [](sim::Board& b) { b.fail(sim::Fault{sim::Call::Statvfs, "", 0, 0, EIO}); }, Verdict::kFail, "获取硬盘信息失败",
        nullptr},
+  };
+  for (const JudgeCase& c : cases) check(c);
+}
+
+TEST_F(StationJudge, storage_and_network_items_healthy_and_failing) {
+  const auto none = [](sim::Board&) {};
+  const JudgeCase cases[] = {
       {"harddisk_info_test", tav::harddisk_info_test, {"harddisk_info_test"}, "/dev/sda\n", none, Verdict::kPass,
        nullptr, "smart_9_raw"},
       {"harddisk_info_test no disk", tav::harddisk_info_test, {"harddisk_info_test"}, "/dev/sda\n",
@@ -104,36 +143,7 @@ TEST_F(StationJudge, every_item_healthy_and_failing) {
       {"fan", tav::fan_tool, {"fan", "40"}, "", none, Verdict::kPass, nullptr, "fan_duty"},
       {"fan out of range", tav::fan_tool, {"fan", "101"}, "", none, Verdict::kError, "Please input", nullptr},
   };
-  for (const JudgeCase& c : cases) {
-    sim::Board& board = fresh_board();
-    board.set_console(c.input);
-    c.setup(board);
-    tavtest::Outcome o = run(c.entry, c.words);
-    std::vector<char*> argv;
-    for (const std::string& w : c.words) argv.push_back(const_cast<char*>(w.c_str()));
-    tav::station::RunFacts facts;
-    facts.item = c.words[0];
-    facts.argc = static_cast<int>(argv.size());
-    facts.argv = argv.data();
-    facts.result = o.result;
-    facts.ended_process = o.exited;
-    facts.out = o.out;
-    tav::station::Findings f = tav::station::judge(facts);
-    EXPECT_EQ(f.verdict, c.verdict) << c.name << "\n" << o.out;
-    if (c.verdict == Verdict::kFail || c.verdict == Verdict::kError) {
-      EXPECT_FALSE(f.failures.empty()) << c.name;
-    }
-    if (c.failure != nullptr) {
-      bool found = false;
-      for (const std::string& l : f.failures) found = found || l.find(c.failure) != std::string::npos;
-      EXPECT_TRUE(found) << c.name << ": no failure line with " << c.failure;
-    }
-    if (c.measurement != nullptr) {
-      bool found = false;
-      for (const auto& m : f.measurements) found = found || m.name == c.measurement;
-      EXPECT_TRUE(found) << c.name << ": no measurement " << c.measurement;
-    }
-  }
+  for (const JudgeCase& c : cases) check(c);
 }
 
 // Where the console keeps a success line after a failed check, what the item
