@@ -1,8 +1,6 @@
 // The eMMC read/write test and its 1 MiB block reader and writer.
 #pragma once
 
-#include "drivers/block.h"
-
 namespace tav {
 
 constexpr long kEmmcBlock = 0x100000;
