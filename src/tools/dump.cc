@@ -43,25 +43,27 @@ constexpr Tables kTables;
 // of many megabytes must not cost one printf per byte.
 class RowWriter {
  public:
-  explicit RowWriter(FILE* stream) : stream_(stream) {}
+  explicit RowWriter(FILE* stream) : stream_(stream), buf_(new char[kSize]) {}
   ~RowWriter() { flush(); }
   RowWriter(const RowWriter&) = delete;
   RowWriter& operator=(const RowWriter&) = delete;
   // Room for at least n more bytes.
   char* reserve(size_t n) {
-    if (used_ + n > sizeof buf_) flush();
-    return buf_ + used_;
+    if (used_ + n > kSize) flush();
+    return buf_.get() + used_;
   }
   void commit(size_t n) { used_ += n; }
   void flush() {
-    if (used_ > 0) fwrite(buf_, 1, used_, stream_);
+    if (used_ > 0) fwrite(buf_.get(), 1, used_, stream_);
     used_ = 0;
   }
 
  private:
+  // Large enough that a listing of many megabytes costs few writes.
+  static constexpr size_t kSize = 1 << 20;
   FILE* stream_;
   size_t used_ = 0;
-  char buf_[64 * 1024];
+  std::unique_ptr<char[]> buf_;
 };
 
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "rows are assembled in little-endian words");
