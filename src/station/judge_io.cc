@@ -213,16 +213,12 @@ void judge_keys(const RunFacts& r, const Lines& lines, Findings* f) {
 // Full duplex counts its errors in a line of its own; half duplex is judged
 // by the lamp, so only failed writes tell.
 void judge_rs485(const RunFacts&, const Lines& lines, Findings* f) {
-  static const char* const kNoCheck[] = {
-      "获取CPLD失败!", "CPLD错误!",       "CPLD中没有485接口", "获取TAVIO_RS485_DETECT失败!", "RS485小板没有接入!",
-      "不存在",        "devname is NULL", "set_speed error!",  "set_parity error!",           "文件关闭失败!"};
-  for (std::string_view l : lines)
-    for (const char* early : kNoCheck)
-      if (contains(l, early)) {
-        f->verdict = Verdict::kError;
-        f->failures.emplace_back(l);
-        return;
-      }
+  if (error_at_first(lines,
+                     {"获取CPLD失败!", "CPLD错误!", "CPLD中没有485接口", "获取TAVIO_RS485_DETECT失败!",
+                      "RS485小板没有接入!", "不存在", "devname is NULL", "set_speed error!", "set_parity error!",
+                      "文件关闭失败!"},
+                     f))
+    return;
   for (std::string_view l : lines) {
     size_t at = l.find("错误次数");
     if (at == std::string_view::npos) continue;
@@ -265,14 +261,7 @@ void judge_uboot_env(const RunFacts& r, const Lines& lines, Findings* f) {
   for (std::string_view l : lines) listed += l.size() > 5 && l[0] == '[' && l[3] == ']' && l[4] == ':';
   number(f, "env_lines", listed, "");
   if (r.result == 0) return;
-  static const char* const kNoCheck[] = {"文件打开失败!", "获取环境变量个数并遍历打印失败!"};
-  for (std::string_view l : lines)
-    for (const char* early : kNoCheck)
-      if (contains(l, early)) {
-        f->verdict = Verdict::kError;
-        f->failures.emplace_back(l);
-        return;
-      }
+  if (error_at_first(lines, {"文件打开失败!", "获取环境变量个数并遍历打印失败!"}, f)) return;
   f->verdict = Verdict::kFail;
   collect(lines, {"失败", "erro", "相等", "设置UBOOT_ENV_TOTAL!", "设置UBOOT_ENV_TRANS_MODE!", "设置UBOOT_ENV_GET!"},
           &f->failures);

@@ -76,6 +76,17 @@ void text(Findings* f, const char* name, std::string_view value) {
   f->measurements.push_back(m);
 }
 
+bool error_at_first(const Lines& lines, std::initializer_list<const char*> parts, Findings* f) {
+  for (std::string_view l : lines)
+    for (const char* p : parts)
+      if (contains(l, p)) {
+        f->verdict = Verdict::kError;
+        f->failures.emplace_back(l);
+        return true;
+      }
+  return false;
+}
+
 bool time_line(std::string_view l, int* second) {
   int y, mo, d, h, mi;
   std::string s(l);

@@ -27,6 +27,9 @@ bool number_after(const Lines& lines, const char* head, double* v, int base = 10
 std::string_view last_line(const Lines& lines);
 // An error verdict, with the lines holding one of the parts.
 void error_with(Findings* f, const Lines& lines, std::initializer_list<const char*> parts);
+// An error verdict with the first line holding one of the parts (a line that
+// shows the check was never made); false when there is none.
+bool error_at_first(const Lines& lines, std::initializer_list<const char*> parts, Findings* f);
 // A "YYYY-MM-DD hh:mm:ss" line, and its seconds.
 bool time_line(std::string_view l, int* second);
 
