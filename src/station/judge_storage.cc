@@ -107,7 +107,8 @@ void judge_disk_scan(const RunFacts& r, const Lines& lines, Findings* f) {
   number(f, "disks_present", present, "");
   std::vector<std::string> refused;
   collect(lines, {"失败", "不支持"}, &refused);
-  if (r.result != 0 || !refused.empty()) {
+  // A scan that ran returns the date chip's last read, not a verdict.
+  if (r.result < 0 || !refused.empty()) {
     f->verdict = Verdict::kError;
     f->failures = refused;
   }
@@ -145,7 +146,8 @@ void judge_disk_unlock(const RunFacts&, const Lines& lines, Findings* f) {
   }
   bool refused = false;
   for (std::string_view l : lines)
-    refused = refused || starts(l, "get password fail") || starts(l, "send password fail");
+    // The prompt has no line end of its own: the answer shares its line.
+    refused = refused || contains(l, "get password fail") || contains(l, "send password fail");
   if (refused) {
     f->verdict = Verdict::kFail;
     collect(lines, {"password fail"}, &f->failures);

@@ -3,6 +3,7 @@
 // measurement a station would read.
 #include <gtest/gtest.h>
 #include <linux/sockios.h>
+#include <signal.h>
 
 #include <functional>
 #include <string>
@@ -11,7 +12,12 @@
 #include "common/verdict_note.h"
 #include "harness.h"
 #include "items/items.h"
+#include "items/storage/spi_switch.h"
+#include "sim/disk.h"
+#include "sim/mtd.h"
 #include "sim/peripherals.h"
+#include "sim/serial.h"
+#include "sim/storage.h"
 #include "sim/tavio.h"
 #include "station/judge.h"
 
@@ -29,6 +35,23 @@ struct JudgeCase {
   const char* failure;      // part of a failure line, or null for none
   const char* measurement;  // a measurement that must be there, or null
 };
+
+constexpr uint64_t kSecond = 1000000000;
+
+// The second disk locked with the password the controller hands out for it.
+void lock_sdb(sim::Board& b) {
+  auto disk = std::static_pointer_cast<sim::AtaDisk>(b.device("/dev/sdb"));
+  disk->set_security(7);
+  disk->security_password = sim::StorageController::password_for(1, "WD-TAV0000002");
+}
+
+// The receiving end of the PCIe exchange, for a board thread.
+void* far_end(void*) {
+  static char words[3][16] = {"pcietran", "recv", "8c000000"};
+  static char* argv[] = {words[0], words[1], words[2], nullptr};
+  tav::pcietran_test(3, argv);
+  return nullptr;
+}
 
 sim::Fault fail_open(const char* path) { return sim::Fault{sim::Call::Open, path, 0, 0, ENOENT}; }
 sim::Fault fail_ioctl(const char* path, int nth) { return sim::Fault{sim::Call::Ioctl, path, 0, nth, EIO}; }
@@ -57,7 +80,7 @@ class StationJudge : public tavtest::BoardTest {
     if (c.failure != nullptr) {
       bool found = false;
       for (const std::string& l : f.failures) found = found || l.find(c.failure) != std::string::npos;
-      EXPECT_TRUE(found) << c.name << ": no failure line with " << c.failure;
+      EXPECT_TRUE(found) << c.name << ": no failure line with " << c.failure << "\n" << o.out;
     }
     if (c.measurement != nullptr) {
       bool found = false;
@@ -106,12 +129,34 @@ TEST_F(StationJudge, io_items_healthy_and_failing) {
       {"usb without statistics", tav::usb_test, {"usb"}, "",
        [](sim::Board& b) { b.fail(sim::Fault{sim::Call::Statvfs, "", 0, 0, EIO}); }, Verdict::kFail, "获取硬盘信息失败",
        nullptr},
+      {"vga", tav::vga_detect, {"vga"}, "", none, Verdict::kPass, nullptr, "connected"},
+      {"vga unplugged", tav::vga_detect, {"vga"}, "", [](sim::Board& b) { sim::tavio(b)->vga = 0; }, Verdict::kFail,
+       "未接入", "connected"},
+      {"panel", tav::panel_test, {"panel"}, "", none, Verdict::kPass, nullptr, nullptr},
+      {"panel without port", tav::panel_test, {"panel"}, "", [](sim::Board& b) { b.fail(fail_open("/dev/ttyS2")); },
+       Verdict::kError, "init failed", nullptr},
+      {"rs485", tav::rs485_test, {"rs485"}, "", none, Verdict::kPass, nullptr, "rs485_errors"},
+      {"rs485 bad cable", tav::rs485_test, {"rs485"}, "", [](sim::Board& b) { sim::rs485_port(b)->mask = 0x10; },
+       Verdict::kFail, "错误次数", "rs485_errors"},
+      {"workkey", tav::workkey_tool, {"workkey", "-e", "abcdefgh"}, "", none, Verdict::kPass, nullptr, nullptr},
+      {"workkey refused", tav::workkey_tool, {"workkey", "-e", "abcdefgh"}, "",
+       [](sim::Board& b) { b.fail(fail_ioctl("/dev/tavded", 0)); }, Verdict::kFail, "faild", nullptr},
   };
   for (const JudgeCase& c : cases) check(c);
 }
 
 TEST_F(StationJudge, storage_and_network_items_healthy_and_failing) {
   const auto none = [](sim::Board&) {};
+  const auto eight_bays = [](sim::Board& b) { sim::tavio(b)->hw_info.sata_attr = 8 << 9 | 1 << 18; };
+  // NAND threads share the first megabyte: one restoring its copy under
+  // another's read-back is a real mismatch, unless every copy holds the
+  // pattern already.
+  const auto three_rounds = [](sim::Board& b) {
+    tav::set_spi_switch_rounds(3);
+    std::shared_ptr<sim::NandFlash> flash = sim::nand_flash(b);
+    std::lock_guard<std::mutex> lock(flash->mu);
+    std::fill(flash->parts[1].data.begin(), flash->parts[1].data.begin() + (1 << 20), 0x5A);
+  };
   const JudgeCase cases[] = {
       {"harddisk_info_test", tav::harddisk_info_test, {"harddisk_info_test"}, "/dev/sda\n", none, Verdict::kPass,
        nullptr, "smart_9_raw"},
@@ -142,6 +187,84 @@ TEST_F(StationJudge, storage_and_network_items_healthy_and_failing) {
       {"temperature", tav::temperature_tool, {"temperature"}, "", none, Verdict::kInfo, nullptr, "temperature"},
       {"fan", tav::fan_tool, {"fan", "40"}, "", none, Verdict::kPass, nullptr, "fan_duty"},
       {"fan out of range", tav::fan_tool, {"fan", "101"}, "", none, Verdict::kError, "Please input", nullptr},
+      {"disk_scan", tav::disk_scan, {"disk_scan"}, "", eight_bays, Verdict::kInfo, nullptr, "disks_present"},
+      {"disk_scan on a board without bays", tav::disk_scan, {"disk_scan"}, "", none, Verdict::kError, "不支持",
+       nullptr},
+      {"disk_power", tav::disk_power, {"disk_power"}, "1\n2\n", none, Verdict::kPass, nullptr, nullptr},
+      {"disk_power refused", tav::disk_power, {"disk_power"}, "1\n2\n",
+       [](sim::Board& b) { b.fail(fail_ioctl("/dev/tavhdpm", 0)); }, Verdict::kFail, "fail.", nullptr},
+      {"disk_unlock", tav::disk_unlock, {"disk_unlock"}, "/dev/sdb\n", lock_sdb, Verdict::kPass, nullptr, nullptr},
+      {"disk_unlock password refused", tav::disk_unlock, {"disk_unlock"}, "/dev/sdb\n",
+       [](sim::Board& b) {
+         lock_sdb(b);
+         b.fail(fail_ioctl("/dev/tavstorage", 0));
+       },
+       Verdict::kFail, "get password fail", nullptr},
+      {"hdbuffer", tav::hdbuffer, {"hdbuffer", "-i", "sda", "-c", "1", "-s", "64"}, "", none, Verdict::kPass, nullptr,
+       "buffer_size"},
+      {"hdbuffer without device", tav::hdbuffer, {"hdbuffer", "-c", "0"}, "",
+       [](sim::Board& b) { b.remove("/dev/tavbuffctl"); }, Verdict::kError, "failed", nullptr},
+      {"spi_switch", tav::spi_switch, {"spi_switch"}, "", three_rounds, Verdict::kPass, nullptr, "nand_rounds"},
+      {"spi_switch threads refused", tav::spi_switch, {"spi_switch"}, "",
+       [&](sim::Board& b) {
+         three_rounds(b);
+         b.fail({sim::Call::Thread, "create", 0, 5, EAGAIN});
+       },
+       Verdict::kError, "线程", nullptr},
+  };
+  for (const JudgeCase& c : cases) check(c);
+  tav::set_spi_switch_rounds(tav::kSpiSwitchRounds);
+}
+
+// Items that run until they are stopped (a Ctrl-C, played as a signal due at
+// a virtual time) or until the board resets: ending the process is their
+// success, coming back is a failure.
+TEST_F(StationJudge, items_that_run_until_stopped_healthy_and_failing) {
+  const auto stop_in = [](sim::Board& b, uint64_t seconds) {
+    b.clock().signal_at(b.clock().now_ns() + seconds * kSecond, SIGINT);
+  };
+  const JudgeCase cases[] = {
+      {"watchdog resets the board", tav::watchdog_test, {"watchdog"}, "", [](sim::Board&) {}, Verdict::kPass, nullptr,
+       nullptr},
+      {"watchdog without node", tav::watchdog_test, {"watchdog"}, "",
+       [](sim::Board& b) { b.fail(fail_open("/dev/watchdog")); }, Verdict::kError, "失败", nullptr},
+      {"ir with a key", tav::ir_test, {"ir"}, "",
+       [&](sim::Board& b) {
+         sim::ir(b)->press(b.clock().now_ns() + 2 * kSecond, tav::IrEvent{1, 2, 3});
+         stop_in(b, 5);
+       },
+       Verdict::kPass, nullptr, "ir_events"},
+      {"ir without a key", tav::ir_test, {"ir"}, "", [&](sim::Board& b) { stop_in(b, 5); }, Verdict::kFail,
+       "no key event", "ir_events"},
+      {"ir without receiver", tav::ir_test, {"ir"}, "", [](sim::Board& b) { b.fail(fail_open("/dev/tavir")); },
+       Verdict::kError, "err!", nullptr},
+      // The keys listen on the port the panel test opened in the same process.
+      {"keys", tav::keys_test, {"keys"}, "",
+       [&](sim::Board& b) {
+         tavtest::run(b, tav::panel_test, {"panel"});
+         sim::panel(b)->press(2 * kSecond, 0);
+         stop_in(b, 5);
+       },
+       Verdict::kPass, nullptr, "panel_frames"},
+      {"keys without the panel's port", tav::keys_test, {"keys"}, "", [](sim::Board&) {}, Verdict::kError,
+       "select return -1", "panel_frames"},
+      {"pse", tav::pse_test, {"pse"}, "", [&](sim::Board& b) { stop_in(b, 3); }, Verdict::kPass, nullptr,
+       "pse_rounds"},
+      {"pse refused", tav::pse_test, {"pse"}, "",
+       [](sim::Board& b) { b.fail({sim::Call::Ioctl, "/dev/tavio", tav::TAVIO_GPIO_IN, 2, EIO}); }, Verdict::kError,
+       "failed", "pse_rounds"},
+      // The far end runs in a board thread on the same area; it ends with the board.
+      {"pcietran with the far end answering", tav::pcietran_test, {"pcietran", "send", "8c000000"}, "",
+       [&](sim::Board& b) {
+         pthread_t t;
+         ASSERT_EQ(b.thread_create(&t, far_end, nullptr), 0);
+         stop_in(b, 11);
+       },
+       Verdict::kPass, nullptr, "pcie_exchanges"},
+      {"pcietran lone end", tav::pcietran_test, {"pcietran", "send", "8c000000"}, "",
+       [&](sim::Board& b) { stop_in(b, 11); }, Verdict::kFail, "test_count", "pcie_timeouts"},
+      {"pcietran bad address", tav::pcietran_test, {"pcietran", "send", "zz"}, "", [](sim::Board&) {},
+       Verdict::kError, "invalid", nullptr},
   };
   for (const JudgeCase& c : cases) check(c);
 }
