@@ -8,10 +8,12 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "drivers/i2c.h"
 #include "items/io/tavio.h"
 #include "items/items.h"
 #include "items/storage/ata.h"
 #include "items/storage/storage_ctl.h"
+#include "sys/owners.h"
 #include "sys/sys.h"
 #include "tools/number.h"
 
@@ -87,7 +89,7 @@ int version_date_report() {
   auto* buf = static_cast<uint8_t*>(malloc(12));
   if (buf == nullptr) {
     puts("malloc memery failed!");
-    return -12;
+    return -ENOMEM;
   }
   int fd = sys::open("/dev/i2c-0", O_RDWR);
   if (fd < 0) {
@@ -97,7 +99,7 @@ int version_date_report() {
     return rc;
   }
   int rc = -EIO;
-  if (sys::ioctl(fd, 0x0706, reinterpret_cast<void*>(addr)) < 0) {
+  if (sys::ioctl(fd, I2C_SLAVE, reinterpret_cast<void*>(addr)) < 0) {
     puts("设置device_addr错误!");
   } else {
     // The register number is put in the buffer but a plain read never
@@ -130,57 +132,32 @@ int version_date_report() {
   return rc;
 }
 
-// item: disk_scan
-int disk_scan(int, char**) {
-  puts("硬盘扫描检测功能开始");
-  int tavio = sys::open(kTavioPath, O_RDWR);
-  if (tavio < 1) {
-    puts("打开/dev/tavio设备失败");
-    return -22;
-  }
-  HardwareInfo hw;
-  memset(&hw, 0, sizeof hw);
-  if (sys::ioctl(tavio, TAVIO_GET_HARDWRE_INFO, &hw) != 0) {
-    puts("执行TAVIO_GET_HARDWRE_INFO失败");
-    sys::close(tavio);
-    return -22;
-  }
-  if (hw.magic != kHardwareInfoMagic) {
-    puts("CPLD信息MAGIC校验失败");
-    sys::close(tavio);
-    return -22;
-  }
-  const unsigned bays = (hw.sata_attr >> 9) & 0x1FF;
-  const unsigned esata = (hw.sata_attr >> 18) & 0x7;
-  const DiskSlot* table;
-  if (bays == 4 || bays == 8) {
-    table = kSlots8;
-  } else if (bays == 16) {
-    table = kSlots16;
-  } else {
-    printf("硬盘个数:%2d, 不支持\n硬盘扫描功能仅支持4、8、16盘位设备\n", bays);
-    sys::close(tavio);
-    return 0;
-  }
-  int stor = sys::open(kStoragePath, O_RDWR);
-  if (stor < 1) {
-    puts("打开/dev/tavstorage设备失败");
-    sys::close(tavio);
-    return -22;
-  }
-  DiskEntry ports[kPorts] = {};
-  storage_scan(stor, ports);
-  puts("硬盘扫描完毕");
-  sys::sleep(kSettleSeconds);
+namespace {
 
-  DIR* dev = sys::opendir("/dev");
-  if (dev == nullptr) {
-    puts("打开/dev目录失败");
-    sys::close(stor);
-    sys::close(tavio);
-    return -22;
+// /dev/tavio with a valid hardware record in *hw, into *out; 0 or -EINVAL.
+// KEPT: the scan's own messages, and descriptor 0 counted as a failed open
+// (and left open), unlike the other items' shared reader.
+int open_checked_tavio(sys::Fd* out, HardwareInfo* hw) {
+  int fd = sys::open(kTavioPath, O_RDWR);
+  if (fd < 1) {
+    puts("打开/dev/tavio设备失败");
+    return -EINVAL;
   }
-  SlotState state[16] = {};
+  out->reset(fd);
+  memset(hw, 0, sizeof *hw);
+  if (tavio_read_hardware_info(fd, hw) != 0) {
+    puts("执行TAVIO_GET_HARDWRE_INFO失败");
+    return -EINVAL;
+  }
+  if (!hardware_info_valid(*hw)) {
+    puts("CPLD信息MAGIC校验失败");
+    return -EINVAL;
+  }
+  return 0;
+}
+
+// The bays whose /dev/sd* node answers IDENTIFY, from the listing of /dev.
+void find_disks(DIR* dev, const DiskSlot* table, unsigned bays, SlotState* state) {
   for (struct dirent* e = sys::readdir(dev); e != nullptr; e = sys::readdir(dev)) {
     if (strncmp(e->d_name, "sd", 2) != 0) continue;
     for (unsigned i = 0; i < bays; ++i)
@@ -188,12 +165,15 @@ int disk_scan(int, char**) {
           get_slot_info(table[i].device, state[i].model, &state[i].capacity) == 0)
         state[i].present = true;
   }
+}
+
+// The table of bays and eSATA ports, one row each.
+void print_slots(const DiskSlot* table, unsigned bays, const SlotState* state, unsigned esata, SlotState* ext) {
   puts(kRule);
   puts("| 盘位号 |  状态  |  节点  |           名称         |  大小  |");
   puts(kRule);
   for (unsigned i = 0; i < bays; ++i)
     slot_row(table[i].slot, state[i].present, table[i].device, state[i].model, state[i].capacity);
-  SlotState ext[8] = {};
   for (unsigned i = 0; i < esata; ++i) {
     char name[8], path[16];
     snprintf(name, sizeof name, "esd%c", 'a' + i);
@@ -206,9 +186,11 @@ int disk_scan(int, char**) {
     ext[i].present = true;
     slot_row(bays + i + 1, true, name, ext[i].model, ext[i].capacity);
   }
-  int rc = version_date_report();
-  putchar('\n');
+}
 
+// The bays four to a row, then the eSATA ports.
+void print_slot_map(const DiskSlot* table, unsigned bays, const SlotState* state, unsigned esata,
+                    const SlotState* ext) {
   puts(kMapRule);
   for (unsigned i = 0; i < bays; ++i) {
     printf("| %2d_%3s_%-6s ", table[i].slot, table[i].device, state_word(state[i].present));
@@ -225,10 +207,52 @@ int disk_scan(int, char**) {
     puts("|               |");
     puts(kMapRule);
   }
+}
+
+}  // namespace
+
+// item: disk_scan
+int disk_scan(int, char**) {
+  puts("硬盘扫描检测功能开始");
+  sys::Fd tavio;
+  HardwareInfo hw;
+  if (int rc = open_checked_tavio(&tavio, &hw); rc != 0) return rc;
+  const unsigned bays = (hw.sata_attr >> 9) & 0x1FF;
+  const unsigned esata = (hw.sata_attr >> 18) & 0x7;
+  const DiskSlot* table;
+  if (bays == 4 || bays == 8) {
+    table = kSlots8;
+  } else if (bays == 16) {
+    table = kSlots16;
+  } else {
+    printf("硬盘个数:%2d, 不支持\n硬盘扫描功能仅支持4、8、16盘位设备\n", bays);
+    return 0;
+  }
+  int stor_fd = sys::open(kStoragePath, O_RDWR);
+  if (stor_fd < 1) {
+    puts("打开/dev/tavstorage设备失败");
+    return -EINVAL;
+  }
+  sys::Fd stor(stor_fd);
+  DiskEntry ports[kPorts] = {};
+  storage_scan(stor.get(), ports);
+  puts("硬盘扫描完毕");
+  sys::sleep(kSettleSeconds);
+
+  DIR* dev = sys::opendir("/dev");
+  if (dev == nullptr) {
+    puts("打开/dev目录失败");
+    return -EINVAL;
+  }
+  SlotState state[16] = {};
+  find_disks(dev, table, bays, state);
+  SlotState ext[8] = {};
+  print_slots(table, bays, state, esata, ext);
+  int rc = version_date_report();
+  putchar('\n');
+  print_slot_map(table, bays, state, esata, ext);
   putchar('\n');
   sys::closedir(dev);
-  sys::close(stor);
-  sys::close(tavio);
   return rc;
 }
 
