@@ -22,7 +22,6 @@ constexpr unsigned kRebootPauseSeconds = 2;
 constexpr useconds_t kLedStepUs = 500000;
 constexpr long kKeyWaitSeconds = 5;
 constexpr size_t kReceiveSize = 512;
-constexpr int kNegEinval = -EINVAL;
 
 constexpr uint8_t kStart = 0xFF;
 constexpr uint8_t kTypeKey = 0x20;
@@ -37,17 +36,17 @@ struct Message {
   uint8_t payload[8];
 };
 
-// Payloads are patched in place before sending, as the panel's protocol
-// table always was.
-Message g_messages[12] = {
+// The panel's protocol table; a message that carries a parameter is copied
+// and the copy completed, so every run sends what the first one did.
+const Message kMessages[12] = {
     {4, {0x30, 0x01, 0x00, 0x00}}, {4, {0x30, 0x01, 0x01, 0x00}}, {4, {0x30, 0x02, 0x00, 0x00}},
     {4, {0x30, 0x03, 0x00, 0x00}}, {4, {0x30, 0x04, 0x00, 0x00}}, {4, {0x30, 0x05, 0x00, 0x00}},
     {4, {0x30, 0x06, 0x00, 0x00}}, {4, {0x30, 0x07, 0x00, 0x00}}, {4, {0x30, 0x08, 0x00, 0x00}},
     {4, {0x30, 0x09, 0x00, 0x00}}, {4, {0x30, 0x0A, 0x00, 0x00}}, {4, {0x30, 0x0B, 0x00, 0x00}},
 };
-Message& g_reboot = g_messages[1];
-Message& g_ready = g_messages[9];
-const Message& g_heartbeat = g_messages[11];
+constexpr size_t kReboot = 1;
+constexpr size_t kReady = 9;
+const Message& kHeartbeat = kMessages[11];
 
 const char* const kKeyNames[] = {
     "AN0",  "AN1",  "AN2",  "AN3",  "AN4",  "AN5",  "AN6", "AN7", "AN8",   "AN9",   "MENU",  "ESC",  "EDIT",
@@ -121,7 +120,7 @@ void send_command(int fd, int request) {
 }
 
 int send_heartbeat() {
-  send_message(g_panel.fd.load(), g_heartbeat);
+  send_message(g_panel.fd.load(), kHeartbeat);
   return 1;
 }
 
@@ -270,7 +269,7 @@ int finish(int tavio, int result) {
 
 int init_failed(int tavio) {
   puts("pannel init failed !");
-  return finish(tavio, kNegEinval);
+  return finish(tavio, -EINVAL);
 }
 
 }  // namespace
@@ -284,7 +283,7 @@ int panel_test(int, char**) {
     case RecordRead::kUnopened:
       return -1;
     case RecordRead::kFailed:
-      return finish(tavio, kNegEinval);
+      return finish(tavio, -EINVAL);
     case RecordRead::kValid:
       break;
   }
@@ -315,17 +314,19 @@ int panel_test(int, char**) {
     puts("tcsetattr failed");
     return init_failed(tavio);
   }
-  g_ready.payload[3] |= 0x04;
-  send_message(fd, g_ready);
+  Message ready = kMessages[kReady];
+  ready.payload[3] |= 0x04;
+  send_message(fd, ready);
   puts("发送ready信号");
   if (start_heartbeat() != 0) {
     puts("创建面板心跳守护进程失败 !");
-    return finish(tavio, kNegEinval);
+    return finish(tavio, -EINVAL);
   }
-  g_reboot.payload[3] = 0x0A;
+  Message reboot = kMessages[kReboot];
+  reboot.payload[3] = 0x0A;
   for (int i = 1; i <= 3; ++i) {
     sys::sleep(kRebootPauseSeconds);
-    send_message(fd, g_reboot);
+    send_message(fd, reboot);
     printf("\nsend reboot command %d\n", i);
   }
   return finish(tavio, 0);

@@ -22,7 +22,6 @@ constexpr long kEchoWaitUs = 500000;
 constexpr int kLoopCharacters = 26;
 // Reported as the byte count, whatever was sent: stations match the line.
 constexpr int kReportedBytes = 32;
-constexpr int kNegEchild = -ECHILD;
 
 constexpr uint8_t kFrames[6][8] = {
     {0xB5, 0x01, 0x07, 0x01, 0x00, 0x00, 0x00, 0xBE}, {0xB5, 0x01, 0x14, 0x00, 0x00, 0x00, 0x00, 0xCA},
@@ -48,7 +47,7 @@ int set_speed(int fd) {
   struct termios t;
   if (sys::tcgetattr(fd, &t) != 0) {
     printf("tcgetattr %s\n", strerror(errno));
-    return kNegEchild;
+    return -ECHILD;
   }
   sys::tcflush(fd, TCIOFLUSH);
   cfsetispeed(&t, B9600);

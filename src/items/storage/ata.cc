@@ -38,7 +38,10 @@ constexpr uint8_t kSmartLbaMid = 0x4F;
 constexpr uint8_t kSmartLbaHigh = 0xC2;
 constexpr uint8_t kExceededMid = 0xF4;
 constexpr uint8_t kExceededHigh = 0x2C;
-constexpr int kIoctlEinval = -22;
+// KEPT: the request's result itself is compared with -EINVAL (an ioctl
+// returns -1 and sets errno), so these explanations print only where a
+// backend returns the error number as the result.
+constexpr int kIoctlEinval = -EINVAL;
 
 int drive_task(int fd, int cmd) {
   uint8_t regs[kDriveTaskSize] = {kSmartCmd, static_cast<uint8_t>(cmd), 0, 0, kSmartLbaMid, kSmartLbaHigh, 0};

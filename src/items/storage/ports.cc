@@ -246,11 +246,11 @@ int disk_power(int, char**) {
   puts("\n硬盘上下电测试开始");
   puts("请输入测试硬盘号，99表示测试所有存在的硬盘");
   int disk = 0;
-  if (console_read_int(&disk) != 1) return -22;
+  if (console_read_int(&disk) != 1) return -EINVAL;
   if (disk > kPorts - 1 && disk != kAllDisks) printf("测试硬盘号 %4d 不支持\n", disk);
   puts("请输入测试次数");
   int count = 0;
-  if (console_read_int(&count) != 1) return -22;
+  if (console_read_int(&count) != 1) return -EINVAL;
 
   auto* table = static_cast<DiskEntry*>(calloc(kPorts, sizeof(DiskEntry)));
   if (table == nullptr) {

@@ -52,7 +52,7 @@ int disk_unlock(int, char**) {
   int n = console_read_line(name, sizeof name);
   if (n < 0) {
     puts("get block device name error");
-    return -22;
+    return -EINVAL;
   }
   if (name[n - 1] == '\n') name[n - 1] = '\0';
 
@@ -65,11 +65,11 @@ int disk_unlock(int, char**) {
   const int security = id[2 * kSecurityWord] & 0xF;
   if (security < 2) {
     printf("\033[0;32m%s is not a lock disk, don't need password\033[m\n", name);
-    return -22;
+    return -EINVAL;
   }
   if (security == 3) {
     printf("\033[0;32m%s have already unlocked\033[m\n", name);
-    return -22;
+    return -EINVAL;
   }
 
   PasswordRequest req;
@@ -81,7 +81,7 @@ int disk_unlock(int, char**) {
   int ctl = sys::open(kStoragePath, O_RDWR);
   if (ctl < 0) {
     puts("open /dev/tavstorage fail");
-    return -22;
+    return -EINVAL;
   }
   rc = sys::ioctl(ctl, STOR_CMD_GET_PASSWORD, &req);
   if (rc < 0) {
