@@ -1,14 +1,15 @@
 // Alarm I/O test (automatic loop-back and manual) and the buzzer test.
 #include <fcntl.h>
 
-#include <cctype>
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 
+#include "common/console.h"
 #include "items/items.h"
 #include "items/io/tavio.h"
+#include "sys/owners.h"
 #include "sys/sys.h"
 
 namespace tav {
@@ -22,11 +23,10 @@ constexpr const char* kModeClosed = "常闭";
 constexpr useconds_t kSettleUs = 1000000;
 constexpr useconds_t kBeepUs = 200000;
 
-HardwareInfo g_alarm_hw_info;
-
-void finish(int fd, const char* verdict) {
-  sys::close(fd);
-  puts(verdict);
+// The verdict line ends every run that got /dev/tavio open.
+int verdict(const char* line) {
+  puts(line);
+  return 0;
 }
 
 // All outputs on, then the low input-count outputs off; every input must
@@ -81,64 +81,14 @@ int loopback_pass(int fd, int mode, unsigned inputs, unsigned outputs) {
   return -1;
 }
 
-// Console input read byte by byte through the seam, with the one character
-// of look-ahead that scanf keeps, so answers parse as "%c" and "%llx" would.
-struct ConsoleInput {
-  int pushed = -2;  // -2: nothing pushed back
-
-  int get() {
-    if (pushed != -2) {
-      int c = pushed;
-      pushed = -2;
-      return c;
-    }
-    unsigned char c;
-    return sys::read(0, &c, 1) == 1 ? c : EOF;
-  }
-  void unget(int c) { pushed = c; }
-  void skip_line() {
-    int c;
-    do c = get();
-    while (c != '\n' && c != EOF);
-  }
-  // False when no hexadecimal number could be read.
-  bool scan_hex(unsigned long long* value) {
-    int c;
-    do c = get();
-    while (c != EOF && isspace(c));
-    bool negative = false;
-    if (c == '+' || c == '-') {
-      negative = c == '-';
-      c = get();
-    }
-    unsigned long long v = 0;
-    bool digits = false;
-    if (c == '0') {
-      digits = true;
-      c = get();
-      if (c == 'x' || c == 'X') c = get();
-    }
-    while (c != EOF && isxdigit(c)) {
-      v = v * 16 + static_cast<unsigned>(isdigit(c) ? c - '0' : tolower(c) - 'a' + 10);
-      digits = true;
-      c = get();
-    }
-    unget(c);
-    if (!digits) return false;
-    *value = negative ? 0 - v : v;
-    return true;
-  }
-};
-
 int manual_mode(int fd) {
   printf("%s模式报警测试:\n", kModeOpen);
   unsigned long long polarity = 0;
   if (sys::ioctl(fd, TAVIO_IOP_SET_MODE, &polarity) != 0) {
     printf("ioctl cmd TAVIO_IOP_SET_MODE error, errno:%d\n", errno);
-    finish(fd, kAlarmFail);
-    return 0;
+    return verdict(kAlarmFail);
   }
-  ConsoleInput console;
+  ConsoleReader console;
   for (;;) {
     puts("请选择输入输出模式，1:报警输入，2:报警输出，q:退出测试");
     fflush(stdout);
@@ -148,8 +98,7 @@ int manual_mode(int fd) {
       unsigned long long in = 0;
       if (sys::ioctl(fd, TAVIO_ALARM_IN, &in) != 0) {
         printf("ioctl cmd TAVIO_ALARM_IN error, errno:%d\n", errno);
-        finish(fd, kAlarmFail);
-        return 0;
+        return verdict(kAlarmFail);
       }
       if (in != 0) printf("data_alarm_in: 0x%llx\n", in);
     } else if (choice == '2') {
@@ -162,8 +111,7 @@ int manual_mode(int fd) {
       sys::ioctl(fd, TAVIO_ALARM_OUT, &out);
     } else {
       // End of input leaves here too.
-      finish(fd, kAlarmPass);
-      return 0;
+      return verdict(kAlarmPass);
     }
   }
 }
@@ -193,23 +141,21 @@ int alarm_test(int argc, char** argv) {
     if (strstr(argv[i], "-alarm_board_necessary") != nullptr) board_necessary = true;
     if (strstr(argv[i], "-manual") != nullptr) manual = true;
   }
-  int fd = sys::open(kTavioPath, O_RDWR);
-  if (fd < 0) {
+  sys::Fd tavio(sys::open(kTavioPath, O_RDWR));
+  if (!tavio.ok()) {
     printf("设备 %s 不存在.\n", kTavioPath);
     return -ENXIO;
   }
-  // Early endings report success on purpose: stations have always read
-  // them that way.
-  HardwareInfo& info = g_alarm_hw_info;
+  const int fd = tavio.get();
+  // KEPT: early endings report success; stations have always read them that way.
+  HardwareInfo info{};
   if (tavio_read_hardware_info(fd, &info) != 0) {
     puts("ioctl TAVIO_GET_HARDWRE_INFO failed!");
-    finish(fd, kAlarmPass);
-    return 0;
+    return verdict(kAlarmPass);
   }
   if (!hardware_info_valid(info)) {
     puts("获取到的CPLD魔数非法");
-    finish(fd, kAlarmPass);
-    return 0;
+    return verdict(kAlarmPass);
   }
   uint8_t inputs = alarm_count(info.alarm_in_attr);
   uint8_t outputs = alarm_count(info.alarm_out_attr);
@@ -225,27 +171,21 @@ int alarm_test(int argc, char** argv) {
   }
   if (inputs == 0 && outputs == 0) {
     puts("报警输入和输出个数全部为0.");
-    finish(fd, kAlarmPass);
-    return 0;
+    return verdict(kAlarmPass);
   }
   printf("报警输入:%d个, 报警输出:%d个\n", inputs, outputs);
   uint8_t detect = 1;
   if (sys::ioctl(fd, TAVIO_ALARM_DETECT, &detect) != 0) {
     printf("ioctl TAVIO_ALARM_DETECT error, errno:%d\n", errno);
-    finish(fd, kAlarmPass);
-    return 0;
+    return verdict(kAlarmPass);
   }
   if (detect & 1) {
     puts("没有报警小板接入!");
-    if (board_necessary) {
-      finish(fd, kAlarmFail);
-      return 0;
-    }
+    if (board_necessary) return verdict(kAlarmFail);
   }
   if (manual) return manual_mode(fd);
   bool pass = loopback_pass(fd, 0, inputs, outputs) == 0 && loopback_pass(fd, 1, inputs, outputs) == 0;
-  finish(fd, pass ? kAlarmPass : kAlarmFail);
-  return 0;
+  return verdict(pass ? kAlarmPass : kAlarmFail);
 }
 
 // item: buzzer
@@ -256,7 +196,7 @@ int buzzer_test(int, char**) {
     buzzer_switch(1);
     sys::usleep(kBeepUs);
   }
-  // Kept as the station knows it: the verdict is the beep, not the result.
+  // KEPT: the verdict is the beep, not the result; stations know the -1.
   return -1;
 }
 
