@@ -56,7 +56,7 @@ int loopback_pass(int fd, int mode, unsigned inputs, unsigned outputs) {
   bool ok = polarity == 0 ? (in & mask) == mask : (in & mask) == 0;
   if (ok) {
     fflush(stdout);
-    // Cleared by the input count on purpose: outputs beyond it stay on.
+    // KEPT: cleared by the input count, so outputs beyond it stay on.
     out &= -(1ULL << inputs);
     printf("data_alarm_out: 0x%llx\n", out);
     if (sys::ioctl(fd, TAVIO_ALARM_OUT, &out) != 0) {

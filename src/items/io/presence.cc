@@ -78,8 +78,8 @@ int reset_detect(int, char**) {
 }
 
 // item: joystick
-// A node that exists but will not answer is taken for the keyboard: the
-// station has always read it that way.
+// KEPT: a node that exists but will not answer is taken for the keyboard;
+// the station has always read it that way.
 int joystick_probe(int, char**) {
   puts("kq3307t摇杆usb键盘设备探测功能测试开始");
   char node[20];
@@ -102,7 +102,7 @@ int joystick_probe(int, char**) {
     if (info.bustype == kJoystickBus && static_cast<uint16_t>(info.vendor) == kJoystickVendor &&
         static_cast<uint16_t>(info.product) == kJoystickProduct) {
       report_keyboard(node);
-      return 0;  // the node stays open, as it always has
+      return 0;  // KEPT: the node stays open
     }
     sys::close(fd);
   }

@@ -20,7 +20,7 @@ constexpr useconds_t kPairGapUs = 1000000;
 constexpr useconds_t kEnableSettleUs = 100000;
 constexpr long kEchoWaitUs = 500000;
 constexpr int kLoopCharacters = 26;
-// Reported as the byte count, whatever was sent: stations match the line.
+// KEPT: reported as the byte count whatever was sent; stations match the line.
 constexpr int kReportedBytes = 32;
 
 constexpr uint8_t kFrames[6][8] = {

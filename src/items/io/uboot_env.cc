@@ -29,7 +29,7 @@ constexpr const char* kModeFailed = "设置UBOOT_ENV_TRANS_MODE失败!";
 constexpr const char* kCountChanged = "erro :env_tmp != env_total";
 constexpr const char* kEmptyBootargs = "erro :strlen(keyvalue.value) <= 0";
 
-// Kept for the whole process, as the driver's test always had them.
+// KEPT: the records live as long as the process, as the driver's test had them.
 EnvKey g_key;
 EnvVariable g_a, g_b, g_c;
 

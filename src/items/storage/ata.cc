@@ -266,7 +266,7 @@ int enable_smart(const char* path) {
     printf("%s is NULL\n", "device name");
     return -1;
   }
-  // Kept for the message a failed allocation has always given.
+  // KEPT: a scratch block allocated only for the message its failure gives.
   void* scratch = malloc(kAtaSector);
   if (scratch == nullptr) {
     puts("malloc failed");
@@ -323,7 +323,7 @@ int SetAtaKeyArea(const char* path, const uint8_t* first_half, const uint8_t* se
   int rc = sg_data_out(fd, cdb, param, kKeyAreaParamSize, 1);
   if (rc < 0) {
     printf("SetAtaKeyArea return %d\n", rc);
-    return -1;  // the descriptor is left open, as it always was
+    return -1;  // KEPT: the descriptor is left open
   }
   sys::close(fd);
   return 0;

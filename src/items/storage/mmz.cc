@@ -49,7 +49,7 @@ void fill_alternately(void* p) {
 int fill_through_memdev(uint64_t phys) {
   int fd = sys::open(kMemdevPath, O_RDWR);
   if (fd < 0) {
-    // The zone's name, as the board's tool has always printed it.
+    // KEPT: the zone's device named in quotes and -errno, as the board's tool printed it.
     printf("open \"/dev/mmz_userdev\" failed(%d)\n", -errno);
     return -ENOMEM;
   }
