@@ -102,8 +102,8 @@ int version_date_report() {
   if (sys::ioctl(fd, I2C_SLAVE, reinterpret_cast<void*>(addr)) < 0) {
     puts("设置device_addr错误!");
   } else {
-    // The register number is put in the buffer but a plain read never
-    // sends it: the chip answers with whatever comes next.
+    // KEPT: the register number is put in the buffer but a plain read never
+    // sends it, so the chip answers with whatever comes next.
     static const char* const kFails[3] = {"读取yy错误!", "读取mm错误!", "读取dd错误!"};
     uint8_t ymd[3] = {};
     int i = 0;
