@@ -8,9 +8,11 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "common/process_state.h"
 #include "items/items.h"
 #include "items/io/tavio.h"
 #include "items/item_options.h"
+#include "sys/owners.h"
 #include "sys/sys.h"
 
 namespace tav {
@@ -29,10 +31,13 @@ struct PoePortTable {
   uint16_t request[kPoePorts];
   uint16_t power[kPoePorts];
 };
-PoePortTable g_poe_port = {kPoePorts,
-                           0,
-                           {gpio_word(1, 4, 1), gpio_word(1, 5, 1), gpio_word(1, 6, 1), gpio_word(1, 7, 1)},
-                           {gpio_word(21, 0, 1), gpio_word(1, 0, 1), gpio_word(1, 1, 1), gpio_word(1, 2, 1)}};
+constexpr PoePortTable kPoePortStart = {
+    kPoePorts,
+    0,
+    {gpio_word(1, 4, 1), gpio_word(1, 5, 1), gpio_word(1, 6, 1), gpio_word(1, 7, 1)},
+    {gpio_word(21, 0, 1), gpio_word(1, 0, 1), gpio_word(1, 1, 1), gpio_word(1, 2, 1)}};
+PoePortTable g_poe_port = kPoePortStart;
+[[maybe_unused]] const bool g_poe_port_resets = register_state_reset([] { g_poe_port = kPoePortStart; });
 static_assert(gpio_word(1, 4, 1) == 0xC001 && gpio_word(21, 0, 1) == 0x8015);
 
 }  // namespace
@@ -48,24 +53,22 @@ int gpio_tool(int argc, char** argv) {
   long bit = strtol(argv[optind + 1], nullptr, 10);
   bool set = argc - optind > 2;
   long value = set ? strtol(argv[optind + 2], nullptr, 10) : 0;
-  int fd = sys::open(kTavioPath, O_RDWR);
-  if (fd < 0) {
+  sys::Fd fd(sys::open(kTavioPath, O_RDWR));
+  if (!fd.ok()) {
     printf("打开文件%s失败, errno:%d!\n", kTavioPath, errno);
     return 0;
   }
   uint16_t word = gpio_word(static_cast<unsigned>(row), static_cast<unsigned>(bit), value != 0);
   if (set) {
-    if (sys::ioctl(fd, gpio_level(word) ? TAVIO_GPIO_SET_HIGH : TAVIO_GPIO_SET_LOW, &word) < 0) {
+    if (sys::ioctl(fd.get(), gpio_level(word) ? TAVIO_GPIO_SET_HIGH : TAVIO_GPIO_SET_LOW, &word) < 0) {
       printf("ioctl TAVIO_GPIO_SET failed, errno:%d!\n", errno);
-      sys::close(fd);
       return 0;
     }
-  } else if (sys::ioctl(fd, TAVIO_GPIO_IN, &word) < 0) {
+  } else if (sys::ioctl(fd.get(), TAVIO_GPIO_IN, &word) < 0) {
     printf("ioctl TAVIO_GPIO_IN failed, errno:%d!\n", errno);
-    sys::close(fd);
     return 0;
   }
-  if (sys::close(fd) < 0) printf("close file %s failed, errno:%d!\n", kTavioPath, errno);
+  if (fd.close() < 0) printf("close file %s failed, errno:%d!\n", kTavioPath, errno);
   unsigned level = gpio_level(word);
   if (set)
     printf("SET GPIO%d_%d:%d[%s]\n", gpio_group(word), gpio_bit(word), level, level ? "HIGH" : "LOW");
@@ -77,6 +80,8 @@ int gpio_tool(int argc, char** argv) {
 // item: pse
 int pse_test(int, char**) {
   puts("开始测试模拟PSE供电功能");
+  // Not in an owner: the loop ends only with the process, which must not
+  // make a request of its own on the way out.
   int fd = sys::open(kTavioPath, O_RDWR);
   if (fd < 0) {
     printf("open file %s failed, errno: %d\n", kTavioPath, errno);
