@@ -8,7 +8,7 @@
 
 namespace {
 
-TEST(GbkToUtf8, DecodesGb2312AndReplacesWhatIsNotGbk) {
+TEST(GbkToUtf8, decodes_gb2312_and_replaces_what_is_not_gbk) {
   struct Case {
     std::string gbk;
     std::string utf8;

@@ -16,7 +16,7 @@ namespace {
 
 using tavtest::Outcome;
 
-TEST(FactoryItems, TableInvariants) {
+TEST(FactoryItems, table_invariants) {
   std::set<std::string> names;
   size_t rows = 0;
   for (const tav::TestItem* it = tav::kFactoryItems; it->name != nullptr; ++it, ++rows) {
@@ -34,7 +34,7 @@ TEST(FactoryItems, TableInvariants) {
 
 class Factory : public tavtest::BoardTest {};
 
-TEST_F(Factory, MenuRunAllRunsTheFlaggedItemsInTableOrder) {
+TEST_F(Factory, menu_run_all_runs_the_flagged_items_in_table_order) {
   board().set_console("0\n");
   Outcome r = run(tav::factory_main, {"tav_factory", "-m"});
   std::string menu;

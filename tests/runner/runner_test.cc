@@ -90,7 +90,7 @@ class Runner : public tavtest::BoardTest {
   }
 };
 
-TEST_F(Runner, RunsTheFirstItemWhoseNameIsAPrefixWithItsOwnOptions) {
+TEST_F(Runner, runs_the_first_item_whose_name_is_a_prefix_with_its_own_options) {
   struct Case {
     std::vector<std::string> words;
     std::string call;
@@ -114,7 +114,7 @@ TEST_F(Runner, RunsTheFirstItemWhoseNameIsAPrefixWithItsOwnOptions) {
   EXPECT_EQ(tav::repeat_count(), 4u);
 }
 
-TEST_F(Runner, MenuAnswers) {
+TEST_F(Runner, menu_answers) {
   struct Case {
     const char* what;
     std::string keys;

@@ -21,7 +21,7 @@ constexpr uint64_t kSec = 1000000000ull;
 
 class SimBoard : public tavtest::BoardTest {};
 
-TEST_F(SimBoard, SleepsAdvanceVirtualTimeAtOnce) {
+TEST_F(SimBoard, sleeps_advance_virtual_time_at_once) {
   struct timespec a, b;
   sys::clock_gettime(CLOCK_MONOTONIC, &a);
   EXPECT_EQ(sys::sleep(3600), 0u);
@@ -31,11 +31,11 @@ TEST_F(SimBoard, SleepsAdvanceVirtualTimeAtOnce) {
   EXPECT_EQ(sys::time(nullptr), 1767225600 + 3600);
 }
 
-TEST_F(SimBoard, PauseWithNothingPendingIsReportedNotHung) {
+TEST_F(SimBoard, pause_with_nothing_pending_is_reported_not_hung) {
   EXPECT_THROW(sys::pause(), sim::Stuck);
 }
 
-TEST_F(SimBoard, OtherThreadsWaitForVirtualTime) {
+TEST_F(SimBoard, other_threads_wait_for_virtual_time) {
   std::atomic<int> woke{0};
   std::thread heartbeat([&] {
     for (int i = 0; i < 3; ++i) {

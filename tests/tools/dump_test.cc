@@ -24,7 +24,7 @@ std::string listing(int (*fn)(FILE*, const volatile void*, unsigned long, unsign
   return s;
 }
 
-TEST(DumpBytes, PadsTheLastRowAndItsAsciiColumn) {
+TEST(DumpBytes, pads_the_last_row_and_its_ascii_column) {
   unsigned char buf[20];
   for (int i = 0; i < 20; ++i) buf[i] = static_cast<unsigned char>(0x41 + i);
   buf[1] = '\t';
@@ -38,7 +38,7 @@ TEST(DumpBytes, PadsTheLastRowAndItsAsciiColumn) {
   EXPECT_EQ(listing(tav::dump_bytes, buf, 20, 16), want);
 }
 
-TEST(DumpWords, RoundsUpToWholeRowsOfFourWords) {
+TEST(DumpWords, rounds_up_to_whole_rows_of_four_words) {
   uint32_t words[8] = {0x11223344, 0xAABBCCDD, 0, 0xFFFFFFFF, 5, 6, 7, 8};
   EXPECT_EQ(listing(tav::dump_words, words, 20, 16),
             "0000:  11223344 aabbccdd 00000000 ffffffff\n"
@@ -91,7 +91,7 @@ std::string reference_words(const uint8_t* data, unsigned long length) {
 
 // Random contents at every alignment, with lengths around row boundaries,
 // offsets crossing digit-count and 4 KiB boundaries, and odd widths.
-TEST(DumpListing, MatchesPlainFormatterForRandomShapes) {
+TEST(DumpListing, matches_plain_formatter_for_random_shapes) {
   std::mt19937 rng(7);
   std::vector<uint8_t> memory((1u << 20) + 64);
   for (auto& b : memory) b = static_cast<uint8_t>(rng());

@@ -29,7 +29,7 @@ class ExtI2cTools : public tavtest::BoardTest {
   sim::I2cChip* chip_ = nullptr;
 };
 
-TEST_F(ExtI2cTools, HierReadsOneRegisterPerRequestAndDumpsThem) {
+TEST_F(ExtI2cTools, hier_reads_one_register_per_request_and_dumps_them) {
   Outcome r = run(tav::hier, {"hier", "0", "0xA0", "0x41", "3"});
   EXPECT_EQ(r.result, 0);
   EXPECT_EQ(r.out,
@@ -48,7 +48,7 @@ TEST_F(ExtI2cTools, HierReadsOneRegisterPerRequestAndDumpsThem) {
   EXPECT_EQ(r.open_descriptors, 0u);
 }
 
-TEST_F(ExtI2cTools, HiewWritesTheLowByteAndShowsTheWholeValue) {
+TEST_F(ExtI2cTools, hiew_writes_the_low_byte_and_shows_the_whole_value) {
   Outcome r = run(tav::hiew, {"hiew", "7", "0xA0", "0x10", "0x1FF"});
   EXPECT_EQ(r.result, 0);
   EXPECT_EQ(r.out, "====I2C write:<0xa0> <0x10> <0x1ff>====\n");

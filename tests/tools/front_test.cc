@@ -23,7 +23,7 @@ class FrontEnd : public tavtest::BoardTest {
   }
 };
 
-TEST_F(FrontEnd, DispatchByExactBaseName) {
+TEST_F(FrontEnd, dispatch_by_exact_base_name) {
   struct Case {
     std::vector<std::string> words;
     std::string out;

@@ -44,7 +44,7 @@ struct WireCase {
   std::string out;
 };
 
-TEST_F(I2cTools, EveryWidthPutsItsBytesOnTheWireAndPrintsTheValues) {
+TEST_F(I2cTools, every_width_puts_its_bytes_on_the_wire_and_prints_the_values) {
   const WireCase cases[] = {
       // An odd 8-bit address is shifted to 7 bits and printed even.
       {tav::i2c_read,

@@ -16,7 +16,7 @@ class MemmapTest : public tavtest::BoardTest {
   }
 };
 
-TEST_F(MemmapTest, CoveredRangeIsReusedWithARefcount) {
+TEST_F(MemmapTest, covered_range_is_reused_with_a_refcount) {
   auto* a = static_cast<char*>(tav::memmap(0x80040000, 0x100));
   ASSERT_NE(a, nullptr);
   auto* b = static_cast<char*>(tav::memmap(0x80040010, 0x10));
@@ -31,7 +31,7 @@ TEST_F(MemmapTest, CoveredRangeIsReusedWithARefcount) {
   EXPECT_EQ(board().mem().read16(0x80040010) & 0xFF, 0x5A);
 }
 
-TEST_F(MemmapTest, RangeAcrossAPageBoundaryMapsBothPages) {
+TEST_F(MemmapTest, range_across_a_page_boundary_maps_both_pages) {
   auto* p = static_cast<char*>(tav::memmap(0x80040FF0, 0x20));
   ASSERT_NE(p, nullptr);
   ASSERT_EQ(maps().size(), 1u);
@@ -43,7 +43,7 @@ TEST_F(MemmapTest, RangeAcrossAPageBoundaryMapsBothPages) {
   EXPECT_EQ(v, 0xCAFEF00Du);
 }
 
-TEST_F(MemmapTest, UnmapDropsReferencesThenTheMapping) {
+TEST_F(MemmapTest, unmap_drops_references_then_the_mapping) {
   void* p = tav::memmap(0x2000, 16);
   tav::memmap(0x2000, 8);
   EXPECT_EQ(quiet([&] { EXPECT_EQ(tav::memunmap(p), 0); }), "");

@@ -38,7 +38,7 @@ struct EndCase {
   int status;
 };
 
-TEST_F(MemoryTools, ArgumentErrorsEndTheProcess) {
+TEST_F(MemoryTools, argument_errors_end_the_process) {
   const std::string himc_usage =
       " clear(set) memory. \nusage: himc <address> <length> [value]. \nAddress: Phy address. 0x80040000 \n"
       "Length: the length to set \nValue: default 0 \nsample: himc 0x80040000 100 1\n"
@@ -70,7 +70,7 @@ TEST_F(MemoryTools, ArgumentErrorsEndTheProcess) {
   }
 }
 
-TEST_F(MemoryTools, HimcFillsHalfwordsAndShowsTheRange) {
+TEST_F(MemoryTools, himc_fills_halfwords_and_shows_the_range) {
   Outcome r = run(tav::himc, {"himc", "0x80040000", "100", "1"});
   ASSERT_FALSE(r.exited);
   EXPECT_EQ(r.result, 0);
@@ -92,7 +92,7 @@ TEST_F(MemoryTools, HimcFillsHalfwordsAndShowsTheRange) {
   EXPECT_EQ(mem(kBase + 100, 1), std::string(1, '\x64'));  // untouched past the range
 }
 
-TEST_F(MemoryTools, HimdShowsBytesWithLengthFallbacks) {
+TEST_F(MemoryTools, himd_shows_bytes_with_length_fallbacks) {
   struct Case {
     std::vector<std::string> words;
     size_t rows;
@@ -114,7 +114,7 @@ TEST_F(MemoryTools, HimdShowsBytesWithLengthFallbacks) {
             "00010:  51                                               |Q               |\n");
 }
 
-TEST_F(MemoryTools, HimdLShowsWholeRowsOfWords) {
+TEST_F(MemoryTools, himd_l_shows_whole_rows_of_words) {
   Outcome r = run(tav::himd_l, {"himd.l", "0x80040000", "20"});
   EXPECT_EQ(r.result, 0);
   EXPECT_EQ(r.out,
@@ -127,7 +127,7 @@ TEST_F(MemoryTools, HimdLShowsWholeRowsOfWords) {
   EXPECT_EQ(maps.back().length, 4096u);
 }
 
-TEST_F(MemoryTools, HimdbAppendsToTheNamedOrDerivedFile) {
+TEST_F(MemoryTools, himdb_appends_to_the_named_or_derived_file) {
   Outcome r = run(tav::himdb, {"himdb", "0x80040000", "0x100"});
   EXPECT_EQ(r.result, 0);
   EXPECT_EQ(r.out, "====dump memory:<0X80040000><256> to file:<md_0x80040000-0x100>====\n");
@@ -140,7 +140,7 @@ TEST_F(MemoryTools, HimdbAppendsToTheNamedOrDerivedFile) {
   EXPECT_EQ(tavtest::read_file("out.bin"), mem(kBase + 16, 256));
 }
 
-TEST_F(MemoryTools, HimmWritesTheValueGivenOnTheCommandLine) {
+TEST_F(MemoryTools, himm_writes_the_value_given_on_the_command_line) {
   board().mem().write32(kBase + 8, 0x12345678);
   Outcome r = run(tav::himm, {"himm", "0x80040008", "0xCAFE"});
   EXPECT_EQ(r.result, 0);

@@ -31,7 +31,7 @@ class MiiTools : public tavtest::BoardTest {
   std::shared_ptr<sim::MiiSocket> sock_;
 };
 
-TEST_F(MiiTools, ReadUsesThePhyAddressGiven) {
+TEST_F(MiiTools, read_uses_the_phy_address_given) {
   struct Case {
     std::vector<std::string> words;
     std::string out;

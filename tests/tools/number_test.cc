@@ -12,7 +12,7 @@ struct ParseCase {
   uint64_t value;
 };
 
-TEST(StrToNumber, AcceptsAndRefusesAsDocumented) {
+TEST(StrToNumber, accepts_and_refuses_as_documented) {
   const ParseCase cases[] = {
       {"0x80040000", 0, 0x80040000},
       {"0X1f", 0, 31},

@@ -51,7 +51,7 @@ int scan(Table& t, std::vector<std::string> words, std::string* out) {
   return rc;
 }
 
-TEST(ScanOptions, ResultsAndMessages) {
+TEST(ScanOptions, results_and_messages) {
   const ScanCase cases[] = {
       {{}, 0, ""},
       {{"-h"}, 0, ""},
@@ -100,7 +100,7 @@ const tav::BoardToolEntry kTable[] = {
     {nullptr, 0, nullptr, nullptr},
 };
 
-TEST(RunCommandLine, CallsTheNamedRowWithItsWords) {
+TEST(RunCommandLine, calls_the_named_row_with_its_words) {
   g_calls = 0;
   EXPECT_EQ(tav::run_command_line("alpha 0x10  20", kTable), 9);
   EXPECT_EQ(g_calls, 1);

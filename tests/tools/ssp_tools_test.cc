@@ -34,7 +34,7 @@ class SspTools : public tavtest::BoardTest {
   std::shared_ptr<sim::SpiDevice> spi_;
 };
 
-TEST_F(SspTools, WriteFramesForEveryWidthAndOrder) {
+TEST_F(SspTools, write_frames_for_every_width_and_order) {
   Outcome r = run(tav::ssp_write, {"ssp_write", "0", "0", "0x2", "0x10", "0x1234", "1", "2", "2", "0", "0"});
   EXPECT_EQ(r.result, 0);
   EXPECT_EQ(r.out,

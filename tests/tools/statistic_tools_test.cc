@@ -60,7 +60,7 @@ struct LoopCase {
 
 // The first sample comes at once (the timer is armed at an absolute time long
 // past), before the banner; then one every interval until Ctrl-C.
-TEST_F(StatisticTools, DdrsSamplesEveryIntervalUntilCtrlC) {
+TEST_F(StatisticTools, ddrs_samples_every_interval_until_ctrl_c) {
   const LoopCase cases[] = {
       {{"hiddrs"}, 3 * kSec + kSec / 2, "\nddrc0[0.00%]\n===== ddr statistic =====\n" + times(3, "ddrc0[37.50%]\n")},
       {{"hiddrs", "-i", "2"},

@@ -38,7 +38,7 @@ std::string bytes(std::initializer_list<int> list) {
 
 const std::string kAddresses = "ulYAddress = 0x63010000\nulCAddress = 0x63020000\n";
 
-TEST_F(VideoDump, WritesLumaThenSecondThenFirstChromaSamples) {
+TEST_F(VideoDump, writes_luma_then_second_then_first_chroma_samples) {
   struct Case {
     std::vector<std::string> words;
     std::string echo;

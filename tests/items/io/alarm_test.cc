@@ -49,7 +49,7 @@ class Alarm : public tavtest::BoardTest {
   sim::TavioDevice& dev() { return *sim::tavio(board()); }
 };
 
-TEST_F(Alarm, HealthyBoardPassesBothPolarities) {
+TEST_F(Alarm, healthy_board_passes_both_polarities) {
   uint64_t t0 = board().clock().now_ns();
   Outcome r = run(tav::alarm_test, {"alarm"});
   EXPECT_EQ(r.out, kHealthy);
@@ -64,7 +64,7 @@ TEST_F(Alarm, HealthyBoardPassesBothPolarities) {
   EXPECT_EQ(run(tav::alarm_test, {}).out, kHealthy);
 }
 
-TEST_F(Alarm, Verdicts) {
+TEST_F(Alarm, verdicts) {
   using Setup = std::function<void(sim::Board&)>;
   auto fail = [](unsigned long req, int err) {
     return [=](sim::Board& b) { sim::fail_tavio_request(b, req, err); };
@@ -119,7 +119,7 @@ TEST_F(Alarm, Verdicts) {
 
 using Buzzer = Alarm;
 
-TEST_F(Buzzer, ThreeBeepsOnFreshlyOpenedDevices) {
+TEST_F(Buzzer, three_beeps_on_freshly_opened_devices) {
   uint64_t t0 = board().clock().now_ns();
   Outcome o = run(tav::buzzer_test, {});
   EXPECT_EQ(o.out, "");

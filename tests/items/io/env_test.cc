@@ -70,7 +70,7 @@ class EnvRows : public tavtest::BoardTest {
 using UbootEnv = EnvRows;
 using EncryptoTest = EnvRows;
 
-TEST_F(UbootEnv, VerdictsOverTheDriversBehaviour) {
+TEST_F(UbootEnv, verdicts_over_the_drivers_behaviour) {
   const std::string full_pass = rewrite() + "[07]: serverip: 192.168.1.100\n";
   const std::string bootargs_line = "bootargs:" + kBootargs + "\n";
   const Case cases[] = {
@@ -101,7 +101,7 @@ TEST_F(UbootEnv, VerdictsOverTheDriversBehaviour) {
   for (const Case& c : cases) run_case(tav::uboot_env_test, {"uboot_env"}, c);
 }
 
-TEST_F(EncryptoTest, PasswordRules) {
+TEST_F(EncryptoTest, password_rules) {
   const std::string usage = "\nusage: ./encrypto_test [passwd] ---- delete the passwd if no argument\n";
   struct Pw {
     std::vector<std::string> words;

@@ -30,7 +30,7 @@ class Gpio : public tavtest::BoardTest {
   unsigned& line(unsigned group, unsigned bit) { return sim::tavio(board())->gpio[group | bit << 12]; }
 };
 
-TEST_F(Gpio, ReadsOrDrivesOneLine) {
+TEST_F(Gpio, reads_or_drives_one_line) {
   struct Case {
     std::vector<std::string> words;
     std::string out;
@@ -53,7 +53,7 @@ TEST_F(Gpio, ReadsOrDrivesOneLine) {
   }
 }
 
-TEST_F(Gpio, OptionsOrMissingNumbersGetTheUsage) {
+TEST_F(Gpio, options_or_missing_numbers_get_the_usage) {
   for (const auto& words : std::vector<std::vector<std::string>>{
            {}, {"gpio"}, {"gpio", "3"}, {"gpio", "-h", "3", "5"}, {"gpio", "3", "5", "-x"}}) {
     Outcome o = run(tav::gpio_tool, words);
@@ -66,7 +66,7 @@ TEST_F(Gpio, OptionsOrMissingNumbersGetTheUsage) {
 
 using Pse = Gpio;
 
-TEST_F(Pse, PowerFollowsTheActiveLowRequestsEverySecond) {
+TEST_F(Pse, power_follows_the_active_low_requests_every_second) {
   // GPIO1_5 (port 1) asks for power from the second pass on.
   uint64_t t0 = board().clock().now_ns();
   board().clock().on_advance([this, t0](uint64_t now) {

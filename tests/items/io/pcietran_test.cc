@@ -51,7 +51,7 @@ class Pcie : public tavtest::BoardTest {
   std::vector<char*> argv_;
 };
 
-TEST_F(Pcie, BadArgumentsPrintTheUsageOnStandardError) {
+TEST_F(Pcie, bad_arguments_print_the_usage_on_standard_error) {
   const std::vector<std::vector<std::string>> cases = {
       {},
       {"pcietran"},
@@ -71,7 +71,7 @@ TEST_F(Pcie, BadArgumentsPrintTheUsageOnStandardError) {
   }
 }
 
-TEST_F(Pcie, AddressesAndMappingFailures) {
+TEST_F(Pcie, addresses_and_mapping_failures) {
   const std::string send = " *******pcie send at 0x1234 *******\n";
   struct Case {
     std::vector<std::string> words;
@@ -98,7 +98,7 @@ TEST_F(Pcie, AddressesAndMappingFailures) {
   }
 }
 
-TEST_F(Pcie, LoneEndsDumpTheAreaAboutEveryFiveSeconds) {
+TEST_F(Pcie, lone_ends_dump_the_area_about_every_five_seconds) {
   // Send: its fill, 50 ms, then 101 failed looks of 50 ms each.
   std::string out = play({"pcietran", "send", "8c000000"}, 10225 * kMs);
   EXPECT_EQ(out, " *******pcie send at 0x8c000000 *******\n" + dump(1, "5a") + dump(2, "5a"));

@@ -42,7 +42,7 @@ Setup fault(sim::Call call, const char* path, unsigned long request, int err) {
   return [=](sim::Board& b) { b.fail({call, path, request, 0, err}); };
 }
 
-TEST(Presence, DisplayAndResetKeyVerdicts) {
+TEST(Presence, display_and_reset_key_verdicts) {
   const std::string hdmi = "HDMI接入检测测试开始\n请确认HDMI显示器已接入\n";
   const std::string vga = "VGA接入检测测试开始\n请确认VGA显示器已接入,并确认当前主板有CVBS\n";
   const std::string reset = "reset detect ready, please press the reset key.\n";
@@ -76,7 +76,7 @@ Setup plug(std::vector<std::pair<int, tav::HidrawDevinfo>> nodes) {
   };
 }
 
-TEST(Presence, JoystickKeyboardAmongTheHidrawNodes) {
+TEST(Presence, joystick_keyboard_among_the_hidraw_nodes) {
   const std::string head = "kq3307t摇杆usb键盘设备探测功能测试开始\n";
   const std::string absent = head + "测试完毕, 不存在kq3307t设备.\n";
   auto present = [&](const char* node) { return std::string("测试完毕, 存在kq3307t设备[") + node + "].\n\n"; };

@@ -139,7 +139,7 @@ const std::string kBootParamReport =
 
 class Reports : public tavtest::BoardTest {};
 
-TEST_F(Reports, HealthyBoardPrintsBothReportsWhole) {
+TEST_F(Reports, healthy_board_prints_both_reports_whole) {
   Outcome r = run(tav::cpld_report, {"cpld"});
   EXPECT_EQ(r.out, kCpldReport);
   EXPECT_EQ(r.result, 0);

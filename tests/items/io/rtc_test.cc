@@ -35,7 +35,7 @@ class Rtc : public tavtest::BoardTest {
   sim::RtcDevice& chip() { return *sim::rtc(board()); }
 };
 
-TEST_F(Rtc, SecondFiftySevenToTwoPassesThenTheSetTimeRuns) {
+TEST_F(Rtc, second_fifty_seven_to_two_passes_then_the_set_time_runs) {
   chip().set_time(k2026 + 57);
   Outcome o = run(tav::rtc_test, {});
   EXPECT_EQ(o.out, "\nRTC测试开始\n" + kRateLines + kSetHead + kWatch + "RTC测试完毕\n");
@@ -45,7 +45,7 @@ TEST_F(Rtc, SecondFiftySevenToTwoPassesThenTheSetTimeRuns) {
   EXPECT_EQ(o.open_descriptors, 0u);
 }
 
-TEST_F(Rtc, RateCheckAcceptsFourToEightSecondsInFive) {
+TEST_F(Rtc, rate_check_accepts_four_to_eight_seconds_in_five) {
   struct Case {
     int second;
     unsigned per_mille;
@@ -70,7 +70,7 @@ const std::string kArmed = "设置超时时间为30s\n";
 
 class Watchdog : public tavtest::BoardTest {};
 
-TEST_F(Watchdog, LeftArmedItResetsTheBoardTwentyNineSecondsAfterClose) {
+TEST_F(Watchdog, left_armed_it_resets_the_board_twenty_nine_seconds_after_close) {
   sim::WatchdogDevice& dog = *sim::watchdog(board());
   uint64_t t0 = board().clock().now_ns();
   // A board that never resets would count forever.

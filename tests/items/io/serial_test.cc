@@ -57,7 +57,7 @@ struct KeyCase {
   uint64_t seconds;  // virtual time the key test took
 };
 
-TEST_F(Panel, KeyLoopParsesFramesAndAnswersKeys) {
+TEST_F(Panel, key_loop_parses_frames_and_answers_keys) {
   const std::string one = "select return 1 \n";
   std::vector<Bytes> walk;
   for (int i = 0; i < 8; ++i) walk.push_back(sim::panel_frame({0x30, 0x05, 0x00, static_cast<uint8_t>(1 << i)}));
@@ -137,7 +137,7 @@ unsigned replies_reported(const Outcome& o) {
   return at == std::string::npos ? ~0u : static_cast<unsigned>(std::stoul(o.out.substr(at + 10)));
 }
 
-TEST_F(Panel, HeartbeatEveryTenSecondsAndCtrlCReportsTheReplies) {
+TEST_F(Panel, heartbeat_every_ten_seconds_and_ctrl_c_reports_the_replies) {
   run(tav::panel_test, {});  // the thread started 6 s ago
   // The count lives as long as the process: take the one so far first.
   board().clock().signal_at(board().clock().now_ns(), SIGINT);
@@ -165,7 +165,7 @@ const std::string kRsEnd = "RS485测试完毕\n";
 
 void half_duplex_wiring(sim::Board& b) { sim::tavio(b)->hw_info.serial_attr = 0x200 | 0x2000; }
 
-TEST_F(Rs485, HalfDuplexSendsThreePairsToTheFixture) {
+TEST_F(Rs485, half_duplex_sends_three_pairs_to_the_fixture) {
   half_duplex_wiring(board());
   Outcome o = run(tav::rs485_test, {});
   EXPECT_EQ(o.out, kHalf + kRsEnd);

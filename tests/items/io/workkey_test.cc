@@ -38,7 +38,7 @@ class Workkey : public tavtest::BoardTest {
   sim::DedDevice& ded() { return *sim::ded(board()); }
 };
 
-TEST_F(Workkey, KeysAreRoundedToEightAndCutAt256) {
+TEST_F(Workkey, keys_are_rounded_to_eight_and_cut_at256) {
   struct Case {
     std::string key;
     size_t stored;
@@ -63,7 +63,7 @@ TEST_F(Workkey, KeysAreRoundedToEightAndCutAt256) {
   EXPECT_EQ(st.st_mode & 07777, 0u);
 }
 
-TEST_F(Workkey, UsageAndFailures) {
+TEST_F(Workkey, usage_and_failures) {
   struct Case {
     const char* what;
     std::vector<std::string> words;
@@ -118,7 +118,7 @@ TEST_F(Workkey, UsageAndFailures) {
   EXPECT_EQ(tavtest::read_file(dir() + "/ded_workkey"), file_form(padded("abc", 8)));
 }
 
-TEST_F(Workkey, MissingOrShortKeyFile) {
+TEST_F(Workkey, missing_or_short_key_file) {
   // No file: an empty one is made and the zeroed buffer is decrypted whole.
   tavtest::Outcome o = run(tav::workkey_tool, {"workkey", "-d"});
   Bytes garbage = sim::DedDevice::decrypt(Bytes(256, 0));

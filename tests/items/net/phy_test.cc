@@ -37,7 +37,7 @@ struct Case {
   int result;
 };
 
-TEST_F(Phy, SubCommands) {
+TEST_F(Phy, sub_commands) {
   const Prepare none = [](sim::Board&, sim::MiiSocket&) {};
   auto fail = [](unsigned long request, int nth, int err) {
     return [=](sim::Board& b, sim::MiiSocket&) { b.fail({sim::Call::Ioctl, "", request, nth, err}); };
@@ -93,7 +93,7 @@ TEST_F(Phy, SubCommands) {
   }
 }
 
-TEST_F(Phy, UsageEndsTheProcess) {
+TEST_F(Phy, usage_ends_the_process) {
   for (std::vector<std::string> words : {std::vector<std::string>{"phy"}, {"phy", "-h"}, {}}) {
     tavtest::Outcome o = run(tav::phy_tool, words);
     EXPECT_TRUE(o.exited);
@@ -102,7 +102,7 @@ TEST_F(Phy, UsageEndsTheProcess) {
   }
 }
 
-TEST_F(Phy, ResetTakesTheInterfaceDownAndUpAroundThePhyReset) {
+TEST_F(Phy, reset_takes_the_interface_down_and_up_around_the_phy_reset) {
   net().phy("eth0", 1)[4] = 0x0061;
   EXPECT_EQ(run(tav::phy_tool, {"phy", "reset", "eth0"}).result, 0);
   EXPECT_EQ(net().flag_sets("eth0"), (std::vector<int16_t>{0x1042, 0x1043}));

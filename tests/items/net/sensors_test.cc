@@ -54,7 +54,7 @@ Prepare missing(const char* path) {
 const std::string kNasStart = "测试NAS异常处理内核删除操作功能测试开始\nPlease input nfs path[default:/mnt/test]:";
 const std::string kNasEnd = "Kill the nfs path done.\n测试NAS异常处理内核删除操作功能测试完毕\n";
 
-TEST_F(SmallDrivers, NasKillSendsTheTypedPath) {
+TEST_F(SmallDrivers, nas_kill_sends_the_typed_path) {
   struct Nas {
     const char* what;
     std::string typed;
@@ -105,7 +105,7 @@ TEST_F(SmallDrivers, NasKillSendsTheTypedPath) {
   }
 }
 
-TEST_F(SmallDrivers, TemperatureAndFan) {
+TEST_F(SmallDrivers, temperature_and_fan) {
   const std::string fan_usage =
       "Input format error !\nGet pwm duty: ./pwm_test\nSet pwm duty: ./pwm_test [count(0-100)]\n";
   const Case cases[] = {

@@ -141,7 +141,7 @@ TEST_F(Switch, every_v3_command_records_and_reports) {
   EXPECT_EQ(sw().modes[0].port, 17u);
 }
 
-TEST_F(Switch, UsageEndsTheProcess) {
+TEST_F(Switch, usage_ends_the_process) {
   for (std::vector<std::string> words : {std::vector<std::string>{"switch"}, {"switch", "-h"}}) {
     tavtest::Outcome o = run(tav::switch_tool, words);
     EXPECT_TRUE(o.exited);

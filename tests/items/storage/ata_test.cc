@@ -43,7 +43,7 @@ struct HdioCase {
   unsigned long request;
 };
 
-TEST_F(Ata, DriveCmdAndTaskBytesForEveryCommand) {
+TEST_F(Ata, drive_cmd_and_task_bytes_for_every_command) {
   const HdioCase cases[] = {
       {0xD0, {0xB0, 0, 0xD0, 1}, tav::HDIO_DRIVE_CMD},
       {0xD1, {0xB0, 1, 0xD1, 1}, tav::HDIO_DRIVE_CMD},
@@ -84,7 +84,7 @@ struct SgCase {
   unsigned length;
 };
 
-TEST_F(Ata, PassThroughCdbForEveryCommand) {
+TEST_F(Ata, pass_through_cdb_for_every_command) {
   auto smart = [](uint8_t feature, uint8_t count) {
     return Bytes{0x85, 0, 0, 0, feature, 0, count, 0, 1, 0, 0x4F, 0, 0xC2, 0x40, 0xB0, 0};
   };
@@ -130,7 +130,7 @@ TEST_F(Ata, PassThroughCdbForEveryCommand) {
   }
 }
 
-TEST_F(Ata, KeyAreaParameterBlockInterleavesTheHalves) {
+TEST_F(Ata, key_area_parameter_block_interleaves_the_halves) {
   uint8_t first[32], second[32];
   for (int i = 0; i < 32; ++i) {
     first[i] = static_cast<uint8_t>(i);

@@ -74,7 +74,7 @@ class DiskPerf : public tavtest::BoardTest {
   std::shared_ptr<sim::BlockDevice> disk_;
 };
 
-TEST_F(DiskPerf, OneReaderIsPinnedTimedAndSummed) {
+TEST_F(DiskPerf, one_reader_is_pinned_timed_and_summed) {
   auto r = perf({"/dev/sdc", "B", "1", "0", "4K", "4"});
   EXPECT_EQ(r.result, 0);
   // 4 KiB at 200 MiB/s is 19.53 us: the calls take 19, 20, 19 and 20 us.
@@ -122,7 +122,7 @@ class DiskPerfLoop : public ::testing::Test {
   std::string dev_;
 };
 
-TEST_F(DiskPerfLoop, BufferedAndDirectReadersAndWritersOnALoopDevice) {
+TEST_F(DiskPerfLoop, buffered_and_direct_readers_and_writers_on_a_loop_device) {
   for (const char* mode : {"B", "D"}) {
     std::vector<std::string> words = {"disk_perf", dev_, mode, "1", "1", "1M", "8"};
     std::vector<char*> argv;

@@ -36,7 +36,7 @@ class DiskScan : public tavtest::BoardTest {
   }
 };
 
-TEST_F(DiskScan, EightBaysWithTwoDisksAndAnEmptyEsataPort) {
+TEST_F(DiskScan, eight_bays_with_two_disks_and_an_empty_esata_port) {
   set_bays(8, 1);
   Outcome r = run(tav::disk_scan, {});
   EXPECT_EQ(r.result, 1);  // the last read of the date chip

@@ -40,7 +40,7 @@ class Mmz : public tavtest::BoardTest {
   sim::MmzZone& zone() { return *sim::mmz_zone(board()); }
 };
 
-TEST_F(Mmz, FillsTheBlockTwiceThroughBothDevicesAndFreesIt) {
+TEST_F(Mmz, fills_the_block_twice_through_both_devices_and_frees_it) {
   board().mem().fill(kPhys, 0x00, kMiB);
   Outcome o = run(tav::mmz_test, {});
   EXPECT_EQ(normalise(o.out), kAllocated + kMapped);
@@ -85,7 +85,7 @@ TEST_F(Mmz, FillsTheBlockTwiceThroughBothDevicesAndFreesIt) {
   EXPECT_EQ(zone().cache_flushes, 1);
 }
 
-TEST_F(Mmz, FailuresAreReportedAndTheBlockIsAlwaysFreed) {
+TEST_F(Mmz, failures_are_reported_and_the_block_is_always_freed) {
   auto io = [](unsigned long request, int err, int nth = 0) {
     return sim::Fault{sim::Call::Ioctl, tav::kMmzPath, request, nth, err};
   };

@@ -36,7 +36,7 @@ class Mtd : public tavtest::BoardTest {
   }
 };
 
-TEST_F(Mtd, ReportsOfTheHealthyBoard) {
+TEST_F(Mtd, reports_of_the_healthy_board) {
   struct Case {
     std::vector<std::string> words;
     std::string out;
@@ -60,7 +60,7 @@ TEST_F(Mtd, ReportsOfTheHealthyBoard) {
   EXPECT_EQ(sent(o, tav::TAVMTD_ERASE_STAT), want);
 }
 
-TEST_F(Mtd, ProtectionWords) {
+TEST_F(Mtd, protection_words) {
   struct Case {
     const char* word;
     bool locked;
@@ -83,7 +83,7 @@ TEST_F(Mtd, ProtectionWords) {
   EXPECT_EQ(run(tav::mtd_test, {"mtd_test", "intercept", "3"}).out, "mtd3 intercept count is 1\n");
 }
 
-TEST_F(Mtd, BadWordsAndMissingNumbersPrintTheUsage) {
+TEST_F(Mtd, bad_words_and_missing_numbers_print_the_usage) {
   const std::vector<std::vector<std::string>> cases = {
       {"mtd_test", "erasestats"}, {"mtd_test", "boot"},        {"mtd_test", "ECC", "1"},
       {"mtd_test", ""},           {"mtd_test", "intercept"},   {"mtd_test", "erase"},
@@ -104,7 +104,7 @@ TEST_F(Mtd, BadWordsAndMissingNumbersPrintTheUsage) {
   }
 }
 
-TEST_F(Mtd, NandIdTellsTheRevisionByOob) {
+TEST_F(Mtd, nand_id_tells_the_revision_by_oob) {
   const std::string id = "NAND_ID:2c da 90 95 6 0 0 0 \n";
   struct Case {
     sim::NandPart part;

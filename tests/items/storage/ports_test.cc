@@ -28,7 +28,7 @@ std::string cycle_scan_lines(int polls) {
   return s + "硬盘扫描完毕\n";
 }
 
-TEST_F(Ports, PowerCycleOfADiskThatComesBack) {
+TEST_F(Ports, power_cycle_of_a_disk_that_comes_back) {
   ctl_->scan_polls = 0;
   board().set_console("1\n2\n");
   Outcome r = run(tav::disk_power, {"disk_power"});

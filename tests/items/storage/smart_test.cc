@@ -32,7 +32,7 @@ class Smart : public tavtest::BoardTest {
   std::shared_ptr<sim::AtaDisk> disk_;
 };
 
-TEST_F(Smart, InfoReportPrintsIdentifyAndTheAttributeTable) {
+TEST_F(Smart, info_report_prints_identify_and_the_attribute_table) {
   const sim::SmartAttribute attrs[] = {
       {1, 0x000F, 101, 100, 0x0000123456789AULL, 100},  // above the threshold
       {5, 0x0033, 100, 100, 0, 100},                       // equal: ILL

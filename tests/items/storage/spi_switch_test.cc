@@ -55,7 +55,7 @@ class SpiSwitch : public tavtest::BoardTest {
   }
 };
 
-TEST_F(SpiSwitch, NorThreadsEachRunTheirRoundsWithoutTheNand) {
+TEST_F(SpiSwitch, nor_threads_each_run_their_rounds_without_the_nand) {
   board().remove("/dev/mtdblock1");
   tavtest::Outcome o = run(tav::spi_switch, {"spi_switch"});
   EXPECT_EQ(o.result, 0);
@@ -70,7 +70,7 @@ TEST_F(SpiSwitch, NorThreadsEachRunTheirRoundsWithoutTheNand) {
   EXPECT_EQ(o.open_descriptors, 0u);
 }
 
-TEST_F(SpiSwitch, NandThreadsRewriteAndRestoreTheFirstMegabyte) {
+TEST_F(SpiSwitch, nand_threads_rewrite_and_restore_the_first_megabyte) {
   std::shared_ptr<sim::NandFlash> flash = sim::nand_flash(board());
   ASSERT_NE(flash, nullptr);
   std::vector<uint8_t> before(1 << 20);
@@ -97,7 +97,7 @@ TEST_F(SpiSwitch, NandThreadsRewriteAndRestoreTheFirstMegabyte) {
   EXPECT_TRUE(after == before || after == std::vector<uint8_t>(1 << 20, 0x5A));
 }
 
-TEST_F(SpiSwitch, ThreadsThatCannotStartOrBeJoined) {
+TEST_F(SpiSwitch, threads_that_cannot_start_or_be_joined) {
   struct Case {
     sim::Fault fault;
     std::string line;

@@ -26,7 +26,7 @@ class Unlock : public tavtest::BoardTest {
   std::shared_ptr<sim::AtaDisk> disk_;
 };
 
-TEST_F(Unlock, LockedDiskIsUnlockedWithTheDriversPassword) {
+TEST_F(Unlock, locked_disk_is_unlocked_with_the_drivers_password) {
   board().set_console("/dev/sdb\n");
   Outcome r = run(tav::disk_unlock, {});
   EXPECT_EQ(r.result, 0);
@@ -56,7 +56,7 @@ const char kBufferUsage[] =
     "               0:get buffer size\n               1:set buffer size\n               2:unset buffer size\n"
     "    -s         size\n    -h         help\n\n";
 
-TEST_F(Unlock, HdbufferCommands) {
+TEST_F(Unlock, hdbuffer_commands) {
   struct Case {
     std::vector<std::string> words;
     int result;
