@@ -117,6 +117,54 @@ TEST_F(Alarm, verdicts) {
   }
 }
 
+// The operator's answers drive the outputs; a look-ahead byte left by a hex
+// answer is the next menu choice, and end of input ends the test passed.
+TEST_F(Alarm, ManualModeFollowsTheAnswers) {
+  const std::string head = "报警输入:16个, 报警输出:4个\n常开模式报警测试:\n";
+  const std::string menu = "请选择输入输出模式，1:报警输入，2:报警输出，q:退出测试\n";
+  const std::string ask = "请输入报警输出值: 0x";
+  struct Case {
+    const char* what;
+    std::string console;
+    std::string out;
+    std::vector<uint64_t> outputs;
+    uint64_t driven = 0;  // outputs already on when the test starts
+  } cases[] = {
+      {"end of input at once", "", head + menu + "报警测试成功!\n", {}},
+      {"quit", "q\n1\n", head + menu + "报警测试成功!\n", {}},
+      {"inputs read, then an output driven",
+       "1\n2\n0xA5\n1\n",
+       head + menu + "data_alarm_in: 0x5555\n" + menu + ask + "data_alarm_out = 0xa5\n" + menu + "报警测试成功!\n",
+       {0xa5},
+       0x5},
+      {"the rest of the choice line is skipped",
+       "2junk\n7\n",
+       head + menu + ask + "data_alarm_out = 0x7\n" + menu + "报警测试成功!\n",
+       {7}},
+      {"the line end after a value is the next choice",
+       "2\n1\n1\n",
+       head + menu + ask + "data_alarm_out = 0x1\n" + menu + "报警测试成功!\n",
+       {1}},
+      {"a word that is no number", "2\nzz\n", head + menu + ask + menu + "报警测试成功!\n", {}},
+      {"end of input while asking for a value", "2\n", head + menu + ask + menu + "报警测试成功!\n", {}},
+  };
+  for (const auto& c : cases) {
+    sim::Board& b = fresh_board();
+    b.set_console(c.console);
+    sim::tavio(b)->alarm_out = c.driven;
+    Outcome o = tavtest::run(b, tav::alarm_test, {"alarm", "-manual"});
+    EXPECT_EQ(o.out, c.out) << c.what;
+    EXPECT_EQ(o.result, 0) << c.what;
+    EXPECT_EQ(o.open_descriptors, 0u) << c.what;
+    EXPECT_EQ(sent(o, tav::TAVIO_ALARM_OUT), c.outputs) << c.what;
+  }
+  sim::fail_tavio_request(fresh_board(), tav::TAVIO_ALARM_IN, EIO);
+  board().set_console("1\n");
+  Outcome o = run(tav::alarm_test, {"alarm", "-manual"});
+  EXPECT_EQ(o.out, head + menu + "ioctl cmd TAVIO_ALARM_IN error, errno:5\n报警测试失败!\n");
+  EXPECT_EQ(o.open_descriptors, 0u);
+}
+
 using Buzzer = Alarm;
 
 TEST_F(Buzzer, three_beeps_on_freshly_opened_devices) {
