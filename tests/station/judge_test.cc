@@ -5,6 +5,7 @@
 #include <linux/sockios.h>
 #include <signal.h>
 
+#include <algorithm>
 #include <functional>
 #include <string>
 #include <vector>
@@ -20,6 +21,7 @@
 #include "sim/storage.h"
 #include "sim/tavio.h"
 #include "station/judge.h"
+#include "sys/sys.h"
 
 namespace {
 
@@ -45,12 +47,22 @@ void lock_sdb(sim::Board& b) {
   disk->security_password = sim::StorageController::password_for(1, "WD-TAV0000002");
 }
 
-// The receiving end of the PCIe exchange, for a board thread.
-void* far_end(void*) {
-  static char words[3][16] = {"pcietran", "recv", "8c000000"};
-  static char* argv[] = {words[0], words[1], words[2], nullptr};
-  tav::pcietran_test(3, argv);
-  return nullptr;
+// The far end of the PCIe exchange, for a board thread: it answers the
+// sender's fill of the area with its own, every 50 ms of virtual time, until
+// its board goes.
+void* far_end(void* board) {
+  sim::PhysMem& mem = static_cast<sim::Board*>(board)->mem();
+  constexpr uint64_t kArea = 0x8C000000;
+  constexpr size_t kSize = 1280;
+  for (;;) {
+    std::vector<uint8_t> area(kSize);
+    mem.read(kArea, area.data(), kSize);
+    if (std::all_of(area.begin(), area.end(), [](uint8_t b) { return b == 0x5A; })) {
+      std::fill(area.begin(), area.end(), 0xA5);
+      mem.write(kArea, area.data(), kSize);
+    }
+    sys::usleep(50000);
+  }
 }
 
 sim::Fault fail_open(const char* path) { return sim::Fault{sim::Call::Open, path, 0, 0, ENOENT}; }
@@ -213,6 +225,9 @@ TEST_F(StationJudge, storage_and_network_items_healthy_and_failing) {
        Verdict::kError, "线程", nullptr},
   };
   for (const JudgeCase& c : cases) check(c);
+  // Threads a refused start left running end with their board, before the
+  // count they read goes back.
+  fresh_board();
   tav::set_spi_switch_rounds(tav::kSpiSwitchRounds);
 }
 
@@ -257,7 +272,7 @@ TEST_F(StationJudge, items_that_run_until_stopped_healthy_and_failing) {
       {"pcietran with the far end answering", tav::pcietran_test, {"pcietran", "send", "8c000000"}, "",
        [&](sim::Board& b) {
          pthread_t t;
-         ASSERT_EQ(b.thread_create(&t, far_end, nullptr), 0);
+         ASSERT_EQ(b.thread_create(&t, far_end, &b), 0);
          stop_in(b, 11);
        },
        Verdict::kPass, nullptr, "pcie_exchanges"},

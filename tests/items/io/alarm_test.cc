@@ -119,7 +119,7 @@ TEST_F(Alarm, verdicts) {
 
 // The operator's answers drive the outputs; a look-ahead byte left by a hex
 // answer is the next menu choice, and end of input ends the test passed.
-TEST_F(Alarm, ManualModeFollowsTheAnswers) {
+TEST_F(Alarm, manual_mode_follows_the_answers) {
   const std::string head = "报警输入:16个, 报警输出:4个\n常开模式报警测试:\n";
   const std::string menu = "请选择输入输出模式，1:报警输入，2:报警输出，q:退出测试\n";
   const std::string ask = "请输入报警输出值: 0x";
