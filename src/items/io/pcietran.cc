@@ -83,7 +83,7 @@ int pcietran_test(int argc, char** argv) {
       sys::usleep(kStepUs);
       ++attempt;
     }
-    // A match found only on the last attempt is reported like none at all.
+    // KEPT: a match found only on the last attempt is reported like none at all.
     if (attempt >= kAttempts - 1) {
       printf("test_count = %llu\n", count);
       for (size_t i = 0; i < kAreaSize; ++i) printf("%x-", area[i]);

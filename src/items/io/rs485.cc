@@ -177,7 +177,7 @@ void full_duplex(const char* path) {
       printf("%s接收数据错误,send=%c(%02d), recv=%c(%02d)\n", path, sent, sent, received, received);
     }
     sys::usleep(kTurnaroundUs);
-    // 'z' is never sent: the cycle runs 'a' to 'y'.
+    // KEPT: 'z' is never sent; the cycle runs 'a' to 'y'.
     if (++sent == 'z') sent = 'a';
     putchar('#');
     fflush(stdout);

@@ -122,7 +122,7 @@ int watchdog_test(int, char**) {
   option = WDIOS_ENABLECARD;
   if (sys::ioctl(fd, WDIOC_SETOPTIONS, &option) != 0) return watchdog_fail(fd, "开门狗已重新打开失败!");
   puts("正常，开门狗已重新打开!");
-  // Announced as 30 while 29 is set: the station expects both.
+  // KEPT: announced as 30 while 29 is set; the station expects both.
   timeout = 29;
   if (sys::ioctl(fd, WDIOC_SETTIMEOUT, &timeout) != 0) return watchdog_fail(fd, "设置超时时间失败!");
   puts("设置超时时间为30s");

@@ -20,7 +20,7 @@ constexpr EnvTransMode kTty1 = {1, 9600, 0x108, 1};
 constexpr EnvTransMode kConsole = {0, 115200, 0x108, 0};
 constexpr EnvTransMode kTty5 = {1, 115200, 0x108, 3};
 
-constexpr int kDriverFailed = -5;
+constexpr int kDriverFailed = -EIO;
 constexpr int kFailed = -1;
 constexpr int kGoOn = 1;  // from rewrite(): on to the next variable
 constexpr const char* kGetFailed = "设置UBOOT_ENV_GET失败!";
