@@ -1,18 +1,13 @@
 // ATA commands over the kernel's legacy IDE requests and over SG_IO with
-// ATA PASS-THROUGH(16): request numbers, command codes and records.
+// ATA PASS-THROUGH(16): command codes and records.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 
-namespace tav {
+#include "drivers/requests.h"
 
-// Driver requests, numbered as the kernel's block and SCSI generic drivers number them.
-constexpr unsigned long HDIO_DRIVE_TASKFILE = 0x031D;
-constexpr unsigned long HDIO_DRIVE_TASK = 0x031E;
-constexpr unsigned long HDIO_DRIVE_CMD = 0x031F;
-constexpr unsigned long SG_IO = 0x2285;
-constexpr unsigned long HDIO_GET_IDENTITY = 0x030D;
+namespace tav {
 
 // Command codes of both dispatchers.
 enum AtaCmd : int {

@@ -1,17 +1,14 @@
-// The data-encryption driver (/dev/tavded): requests and records.
+// The data-encryption driver (/dev/tavded): records.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 
+#include "drivers/requests.h"
+
 namespace tav {
 
 constexpr const char* kDedPath = "/dev/tavded";
-
-constexpr unsigned long TAVDED_ENCRYPT = 0x4120440B;
-constexpr unsigned long TAVDED_DECRYPT = 0x4120440C;
-constexpr unsigned long TAVDED_READ_WORKKEY = 0x4020440D;
-constexpr unsigned long TAVDED_WRITE_WORKKEY = 0x4020440E;
 
 constexpr size_t kWorkkeyMax = 256;
 

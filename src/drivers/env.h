@@ -1,19 +1,14 @@
-// The boot-environment driver (/dev/env): requests and records.
+// The boot-environment driver (/dev/env): records.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 
+#include "drivers/requests.h"
+
 namespace tav {
 
 constexpr const char* kEnvPath = "/dev/env";
-
-constexpr unsigned long UBOOT_ENV_GET = 0xC1404501;
-constexpr unsigned long UBOOT_ENV_SET = 0xC1404502;
-constexpr unsigned long UBOOT_ENV_TOTAL = 0xC0044503;
-constexpr unsigned long UBOOT_ENV_GET_KEY = 0xC0444504;
-constexpr unsigned long UBOOT_ENV_TRANS_MODE = 0xC0104505;
-constexpr unsigned long UBOOT_ENV_PASSWD = 0xC0444506;
 
 struct EnvKey {
   uint32_t index;

@@ -5,10 +5,10 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "drivers/requests.h"
+
 namespace tav {
 
-constexpr unsigned long I2C_SLAVE = 0x0706;  // argument: the 7-bit address itself
-constexpr unsigned long I2C_RDWR = 0x0707;   // argument: I2cRdwrData*
 constexpr uint16_t I2C_M_RD = 0x0001;
 
 struct I2cMsg {
@@ -28,8 +28,6 @@ static_assert(sizeof(I2cRdwrData) == 16 && offsetof(I2cRdwrData, nmsgs) == 8);
 
 // The vendor node.
 constexpr const char* kExtI2cNode = "/dev/hi_i2c";
-constexpr unsigned long EXT_I2C_WRITE = 1;
-constexpr unsigned long EXT_I2C_READ = 3;
 
 struct ExtI2cRecord {
   uint8_t dev_addr;  // 8-bit form; the rest of its 32-bit slot is unused

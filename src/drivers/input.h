@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+#include "drivers/requests.h"
+
 namespace tav {
 
 // The kernel's hidraw_devinfo.
@@ -13,8 +15,6 @@ struct HidrawDevinfo {
   int16_t product;
 };
 static_assert(sizeof(HidrawDevinfo) == 8);
-
-constexpr unsigned long HIDIOCGRAWINFO = 0x80084803;
 
 // The joystick keyboard (kq3307t) on USB.
 constexpr uint32_t kJoystickBus = 3;

@@ -1,22 +1,16 @@
 // The media memory zone user device (/dev/mmz_userdev) and the board's
-// physical-memory device (/dev/tav_memdev): request numbers and records.
+// physical-memory device (/dev/tav_memdev): records.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 
+#include "drivers/requests.h"
+
 namespace tav {
 
 constexpr const char* kMmzPath = "/dev/mmz_userdev";
 constexpr const char* kMemdevPath = "/dev/tav_memdev";
-
-constexpr unsigned long MMZ_ALLOC = 0xC0906D0A;
-constexpr unsigned long MMZ_GET_ATTR = 0x80906D0B;
-constexpr unsigned long MMZ_FREE = 0x40906D0C;
-constexpr unsigned long MMZ_MAP = 0xC0906D15;
-constexpr unsigned long MMZ_UNMAP = 0xC0906D16;
-constexpr unsigned long MMZ_FLUSH_DCACHE = 0x6328;  // takes a MmbInfo, though its number says no size
-constexpr unsigned long MEMDEV_FLUSH = 0x40186D28;
 
 constexpr uint32_t kMmbFlagShared = 0x001;
 

@@ -1,25 +1,16 @@
-// The board's MTD control device (/dev/tavmtd) and the standard MTD requests
-// the flash items send: request numbers and records.
+// The board's MTD control device (/dev/tavmtd) and the standard MTD nodes the
+// flash items use: their records.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 
+#include "drivers/requests.h"
+
 namespace tav {
 
 constexpr const char* kTavmtdPath = "/dev/tavmtd";
 constexpr const char* kMtd0Path = "/dev/mtd0";
-
-constexpr unsigned long TAVMTD_NAND_ERASE = 0x40044801;
-constexpr unsigned long TAVMTD_GET_BOOT_PART = 0x40044803;
-constexpr unsigned long TAVMTD_ERASE_STAT = 0x40204804;
-constexpr unsigned long TAVMTD_SET_PROTECT = 0x40084805;
-// The ioctl's own result is the count.
-constexpr unsigned long TAVMTD_GET_INTERCEPT = 0x80044806;
-constexpr unsigned long TAVMTD_GET_NAND_ID = 0x40014807;
-
-constexpr unsigned long MEMGETINFO = 0x80204D01;
-constexpr unsigned long ECCGETSTATS = 0x80104D12;
 
 // The kind the tool asks for; what it means is the driver's business.
 constexpr uint32_t kEraseStatKind = 2;

@@ -1,16 +1,13 @@
 // Interface requests on sockets: MII register access, interface flags and
-// the ethtool link query. The request names carry an underscore because the
-// system headers define the plain names as macros.
+// the ethtool link query.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 
-namespace tav {
+#include "drivers/requests.h"
 
-constexpr unsigned long SIOC_GMIIPHY = 0x8947;
-constexpr unsigned long SIOC_GMIIREG = 0x8948;
-constexpr unsigned long SIOC_SMIIREG = 0x8949;
+namespace tav {
 
 struct MiiData {
   uint16_t phy_id;
@@ -29,9 +26,6 @@ static_assert(sizeof(MiiData) == 8 && offsetof(MiiData, reg_num) == 2 && offseto
               offsetof(MiiData, val_out) == 6);
 static_assert(sizeof(MiiIfreq) == 40 && offsetof(MiiIfreq, mii) == 16);
 
-constexpr unsigned long SIOC_GIFFLAGS = 0x8913;
-constexpr unsigned long SIOC_SIFFLAGS = 0x8914;
-constexpr unsigned long SIOC_ETHTOOL = 0x8946;
 constexpr uint32_t ETHTOOL_GLINK_CMD = 0x0000000A;
 
 constexpr int16_t kIffUp = 0x1;

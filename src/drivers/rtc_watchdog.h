@@ -1,9 +1,11 @@
-// The standard real-time clock and watchdog interfaces: their nodes,
-// requests and the time record.
+// The standard real-time clock and watchdog interfaces: their nodes
+// and the time record.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+
+#include "drivers/requests.h"
 
 namespace tav {
 
@@ -25,12 +27,6 @@ struct RtcTime {
 static_assert(sizeof(RtcTime) == 36);
 static_assert(offsetof(RtcTime, tm_year) == 20);
 
-constexpr unsigned long RTC_RD_TIME = 0x80247009;
-constexpr unsigned long RTC_SET_TIME = 0x4024700A;
-
-constexpr unsigned long WDIOC_SETOPTIONS = 0x80045704;
-constexpr unsigned long WDIOC_KEEPALIVE = 0x80045705;
-constexpr unsigned long WDIOC_SETTIMEOUT = 0xC0045706;
 constexpr int WDIOS_DISABLECARD = 1;
 constexpr int WDIOS_ENABLECARD = 2;
 

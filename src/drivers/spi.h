@@ -1,13 +1,13 @@
-// Linux spidev: the requests and the transfer record.
+// Linux spidev: the transfer record.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 
+#include "drivers/requests.h"
+
 namespace tav {
 
-constexpr unsigned long SPI_IOC_WR_MODE = 0x40016B01;    // argument: uint8_t*
-constexpr unsigned long SPI_IOC_MESSAGE_1 = 0x40206B00;  // one SpiIocTransfer
 constexpr uint8_t kSspMode = 0x0B;                       // CPOL | CPHA | LSB first
 
 struct SpiIocTransfer {

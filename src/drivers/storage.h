@@ -1,27 +1,17 @@
 // The board's SATA control device, disk power device and disk buffer device:
-// their requests and the records they exchange.
+// the records they exchange.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+
+#include "drivers/requests.h"
 
 namespace tav {
 
 constexpr const char* kStoragePath = "/dev/tavstorage";
 constexpr const char* kHdpmPath = "/dev/tavhdpm";
 constexpr const char* kBuffctlPath = "/dev/tavbuffctl";
-
-// The driver reads and writes the records below whatever the size field says.
-constexpr unsigned long STOR_CMD_GET = 0x80045301;
-constexpr unsigned long STOR_CMD_SCAN_DONE = 0x80045303;
-constexpr unsigned long STOR_CMD_GET_PASSWORD = 0x80045304;
-constexpr unsigned long STOR_CMD_RESET_COUNT = 0x80045305;
-constexpr unsigned long STOR_CMD_ERR_REQ = 0x80045306;
-constexpr unsigned long HD_POWER_UP = 0x40044802;
-constexpr unsigned long HD_POWER_DOWN = 0x40044803;
-constexpr unsigned long HDBUFF_GET = 0xC0245301;
-constexpr unsigned long HDBUFF_SET = 0xC0245302;
-constexpr unsigned long HDBUFF_CLEAR = 0xC0245303;
 
 struct ErrRequest {
   int32_t err_type;

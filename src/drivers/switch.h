@@ -6,13 +6,14 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "drivers/requests.h"
+
 #include "drivers/ioc.h"
 
 namespace tav {
 
 constexpr const char* kSwitchPath = "/dev/tav_switch";
 
-constexpr unsigned long SWITCH_LEGACY_REQUEST = 0;
 constexpr size_t kSwitchLegacySize = 128;
 
 enum SwitchCommand : uint32_t {
@@ -27,14 +28,6 @@ enum SwitchCommand : uint32_t {
   SW_HOST_STATUS = 205,
   SW_PORT_MODE2 = 206,
 };
-
-constexpr unsigned long SWITCH_V3_PORT_STATUS = 0xC00C5301;
-constexpr unsigned long SWITCH_V3_MAC_LUT = 0xC0305302;
-constexpr unsigned long SWITCH_V3_PORT_MODE = 0xC01C5303;
-constexpr unsigned long SWITCH_V3_VLAN = 0xC0045304;
-constexpr unsigned long SWITCH_V3_HOST_STATUS = 0xC01C5305;
-constexpr unsigned long SWITCH_V3_MIRROR = 0xC01C5364;
-constexpr unsigned long SWITCH_V3_MAC_SECURITY = 0xC0405365;
 
 constexpr uint32_t kMacSecurityWriteForm = 15;
 

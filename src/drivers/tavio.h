@@ -1,39 +1,17 @@
-// The IO control device /dev/tavio: its requests and the records they
+// The IO control device /dev/tavio: the records its requests
 // exchange.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 
+#include "drivers/requests.h"
+
 #include "drivers/ioc.h"
 
 namespace tav {
 
 constexpr const char* kTavioPath = "/dev/tavio";
-
-// The encoded sizes are the driver's; several differ from what is passed
-// (64-bit masks under a size of 4, a 132-byte buffer under 8) and stay so.
-// The GPIO requests take a line word: group in bits 0-11, line in 12-14,
-// level in 15.
-constexpr unsigned long TAVIO_GPIO_OUT = 0xC0024801;
-constexpr unsigned long TAVIO_GPIO_IN = 0xC0024802;
-constexpr unsigned long TAVIO_GPIO_SET_HIGH = 0xC0024803;
-constexpr unsigned long TAVIO_GPIO_SET_LOW = 0xC0024804;
-constexpr unsigned long TAVIO_BUZZER_BEEP = 0xC0014805;
-constexpr unsigned long TAVIO_ALARM_IN = 0xC0044806;
-constexpr unsigned long TAVIO_ALARM_OUT = 0xC0044807;
-constexpr unsigned long TAVIO_GET_BOOTPARAM = 0xC2004808;
-constexpr unsigned long TAVIO_GET_HARDWRE_INFO = 0xC1004809;
-constexpr unsigned long TAVIO_IOP_SET_MODE = 0xC004480A;
-constexpr unsigned long TAVIO_ENABLE_485_SEND = 0xC004480B;     // the driver's enable485Send
-constexpr unsigned long TAVIO_ENABLE_485_RECEIVE = 0xC004480C;  // the driver's enable485Receive
-constexpr unsigned long TAVIO_ALARM_DETECT = 0xC001480D;
-constexpr unsigned long TAVIO_RS485_DETECT = 0xC0014811;
-constexpr unsigned long TAVIO_HDMI_DETECT = 0xC0044812;
-constexpr unsigned long TAVIO_VGA_DETECT = 0xC0044813;
-constexpr unsigned long TAVIO_RESET_DETECT = 0xC0044814;
-constexpr unsigned long TAVIO_EXT_SLOT_INFO = 0xC0025301;
-constexpr unsigned long TAVIO_GET_HDISK_EXC = 0x00081018;
 
 static_assert(TAVIO_GPIO_OUT == ioc(kIocReadWrite, 'H', 0x01, 2));
 static_assert(TAVIO_GPIO_IN == ioc(kIocReadWrite, 'H', 0x02, 2));
