@@ -8,7 +8,7 @@
 
 namespace tav {
 
-constexpr uint8_t kSspMode = 0x0B;                       // CPOL | CPHA | LSB first
+constexpr uint8_t kSspMode = 0x0B;  // CPOL | CPHA | LSB first
 
 struct SpiIocTransfer {
   uint64_t tx_buf;
