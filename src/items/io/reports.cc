@@ -2,12 +2,13 @@
 // by field between banners that the station parses.
 #include <fcntl.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 
-#include "items/items.h"
 #include "items/io/tavio.h"
+#include "items/items.h"
 #include "sys/sys.h"
 
 namespace tav {
@@ -44,46 +45,80 @@ int field_span(const BootParam& p, const char* field) {
   return static_cast<int>(reinterpret_cast<const char*>(&p + 1) - field);
 }
 
+// The fields shown before the MAC addresses, in order. A size of 0 marks a
+// text field; the others are shown in hexadecimal.
+struct ShownField {
+  const char* label;
+  size_t offset;
+  size_t size;
+};
+constexpr ShownField kBootParamFields[] = {
+    {"Magic:                    ", offsetof(BootParam, magic), sizeof BootParam::magic},
+    {"Csum:                     ", offsetof(BootParam, csum), sizeof BootParam::csum},
+    {"Len:                      ", offsetof(BootParam, len), sizeof BootParam::len},
+    {"Ver:                      ", offsetof(BootParam, ver), sizeof BootParam::ver},
+    {"Elem.devType:             ", offsetof(BootParam, dev_type), sizeof BootParam::dev_type},
+    {"Elem.devClass:            ", offsetof(BootParam, dev_class), sizeof BootParam::dev_class},
+    {"Elem.link:                ", offsetof(BootParam, link), sizeof BootParam::link},
+    {"Boot.Type:                ", offsetof(BootParam, boot_type), sizeof BootParam::boot_type},
+    {"Boot.Kmen:                ", offsetof(BootParam, boot_kmem), sizeof BootParam::boot_kmem},
+    {"Boot.Emem:                ", offsetof(BootParam, boot_emem), sizeof BootParam::boot_emem},
+    {"Id.cmatch:                ", offsetof(BootParam, cmatch), 0},
+    {"Id.devModel:              ", offsetof(BootParam, dev_model), 0},
+    {"Id.prodDate:              ", offsetof(BootParam, prod_date), 0},
+    {"Id.prodNo:                ", offsetof(BootParam, prod_no), 0},
+    {"Id.writeDate:             ", offsetof(BootParam, write_date), 0},
+    {"Id.language:              ", offsetof(BootParam, language), sizeof BootParam::language},
+    {"Id.oemCode:               ", offsetof(BootParam, oem_code), sizeof BootParam::oem_code},
+    {"Id.zone:                  ", offsetof(BootParam, zone), sizeof BootParam::zone},
+    {"Id.crypto:                ", offsetof(BootParam, crypto), sizeof BootParam::crypto},
+    {"Feature.encodeChans:      ", offsetof(BootParam, encode_chans), sizeof BootParam::encode_chans},
+    {"Feature.decodeChans:      ", offsetof(BootParam, decode_chans), sizeof BootParam::decode_chans},
+    {"Feature.ipcChans:         ", offsetof(BootParam, ipc_chans), sizeof BootParam::ipc_chans},
+    {"Feature.ivsChans:         ", offsetof(BootParam, ivs_chans), sizeof BootParam::ivs_chans},
+    {"Feature.picFormat:        ", offsetof(BootParam, features) + 0, 1},
+    {"Feature.cpuFreq:          ", offsetof(BootParam, features) + 1, 1},
+    {"Feature.dspFreq:          ", offsetof(BootParam, features) + 2, 1},
+    {"Feature.devHigh:          ", offsetof(BootParam, features) + 3, 1},
+    {"Feature.webSupport:       ", offsetof(BootParam, features) + 4, 1},
+    {"Feature.voipSupport:      ", offsetof(BootParam, features) + 5, 1},
+    {"Feature.usbNums:          ", offsetof(BootParam, features) + 6, 1},
+    {"Feature.lcdSupport:       ", offsetof(BootParam, features) + 7, 1},
+    {"Feature.voNums:           ", offsetof(BootParam, features) + 8, 1},
+    {"Feature.vgaNums:          ", offsetof(BootParam, features) + 9, 1},
+    {"Feature.vtSupport:        ", offsetof(BootParam, features) + 10, 1},
+    {"Feature.videoMaxtrix:     ", offsetof(BootParam, features) + 11, 1},
+    {"Feature.extendedDecoder:  ", offsetof(BootParam, features) + 12, 1},
+    {"Feature.extendedIVS:      ", offsetof(BootParam, features) + 13, 1},
+    {"Feature.extendedAlarmOut: ", offsetof(BootParam, features) + 14, 1},
+    {"Feature.IntellAlgor:      ", offsetof(BootParam, features) + 15, 1},
+};
+
+unsigned field_value(const BootParam& p, const ShownField& f) {
+  const auto* at = reinterpret_cast<const uint8_t*>(&p) + f.offset;
+  uint32_t v32 = 0;
+  uint16_t v16 = 0;
+  switch (f.size) {
+    case 4:
+      memcpy(&v32, at, 4);
+      return v32;
+    case 2:
+      memcpy(&v16, at, 2);
+      return v16;
+    default:
+      return *at;
+  }
+}
+
 void print_boot_param(const BootParam& p) {
-  printf("Magic:                    0x%-2x\n", static_cast<unsigned>(p.magic));
-  printf("Csum:                     0x%-2x\n", static_cast<unsigned>(p.csum));
-  printf("Len:                      0x%-2x\n", static_cast<unsigned>(p.len));
-  printf("Ver:                      0x%-2x\n", static_cast<unsigned>(p.ver));
-  printf("Elem.devType:             0x%-2x\n", static_cast<unsigned>(p.dev_type));
-  printf("Elem.devClass:            0x%-2x\n", static_cast<unsigned>(p.dev_class));
-  printf("Elem.link:                0x%-2x\n", static_cast<unsigned>(p.link));
-  printf("Boot.Type:                0x%-2x\n", static_cast<unsigned>(p.boot_type));
-  printf("Boot.Kmen:                0x%-2x\n", static_cast<unsigned>(p.boot_kmem));
-  printf("Boot.Emem:                0x%-2x\n", static_cast<unsigned>(p.boot_emem));
-  printf("Id.cmatch:                %-2.*s\n", field_span(p, p.cmatch), p.cmatch);
-  printf("Id.devModel:              %-2.*s\n", field_span(p, p.dev_model), p.dev_model);
-  printf("Id.prodDate:              %-2.*s\n", field_span(p, p.prod_date), p.prod_date);
-  printf("Id.prodNo:                %-2.*s\n", field_span(p, p.prod_no), p.prod_no);
-  printf("Id.writeDate:             %-2.*s\n", field_span(p, p.write_date), p.write_date);
-  printf("Id.language:              0x%-2x\n", static_cast<unsigned>(p.language));
-  printf("Id.oemCode:               0x%-2x\n", static_cast<unsigned>(p.oem_code));
-  printf("Id.zone:                  0x%-2x\n", static_cast<unsigned>(p.zone));
-  printf("Id.crypto:                0x%-2x\n", static_cast<unsigned>(p.crypto));
-  printf("Feature.encodeChans:      0x%-2x\n", static_cast<unsigned>(p.encode_chans));
-  printf("Feature.decodeChans:      0x%-2x\n", static_cast<unsigned>(p.decode_chans));
-  printf("Feature.ipcChans:         0x%-2x\n", static_cast<unsigned>(p.ipc_chans));
-  printf("Feature.ivsChans:         0x%-2x\n", static_cast<unsigned>(p.ivs_chans));
-  printf("Feature.picFormat:        0x%-2x\n", static_cast<unsigned>(p.features[0]));
-  printf("Feature.cpuFreq:          0x%-2x\n", static_cast<unsigned>(p.features[1]));
-  printf("Feature.dspFreq:          0x%-2x\n", static_cast<unsigned>(p.features[2]));
-  printf("Feature.devHigh:          0x%-2x\n", static_cast<unsigned>(p.features[3]));
-  printf("Feature.webSupport:       0x%-2x\n", static_cast<unsigned>(p.features[4]));
-  printf("Feature.voipSupport:      0x%-2x\n", static_cast<unsigned>(p.features[5]));
-  printf("Feature.usbNums:          0x%-2x\n", static_cast<unsigned>(p.features[6]));
-  printf("Feature.lcdSupport:       0x%-2x\n", static_cast<unsigned>(p.features[7]));
-  printf("Feature.voNums:           0x%-2x\n", static_cast<unsigned>(p.features[8]));
-  printf("Feature.vgaNums:          0x%-2x\n", static_cast<unsigned>(p.features[9]));
-  printf("Feature.vtSupport:        0x%-2x\n", static_cast<unsigned>(p.features[10]));
-  printf("Feature.videoMaxtrix:     0x%-2x\n", static_cast<unsigned>(p.features[11]));
-  printf("Feature.extendedDecoder:  0x%-2x\n", static_cast<unsigned>(p.features[12]));
-  printf("Feature.extendedIVS:      0x%-2x\n", static_cast<unsigned>(p.features[13]));
-  printf("Feature.extendedAlarmOut: 0x%-2x\n", static_cast<unsigned>(p.features[14]));
-  printf("Feature.IntellAlgor:      0x%-2x\n", static_cast<unsigned>(p.features[15]));
+  for (const ShownField& f : kBootParamFields) {
+    if (f.size == 0) {
+      const char* text = reinterpret_cast<const char*>(&p) + f.offset;
+      printf("%s%-2.*s\n", f.label, field_span(p, text), text);
+    } else {
+      printf("%s0x%-2x\n", f.label, field_value(p, f));
+    }
+  }
   for (int i = 0; i < 16; ++i) {
     const uint8_t* m = p.mac_addr[i];
     printf("macAddr:                  [%02d]%02x:%02x:%02x:%02x:%02x:%02x\n", i, m[0], m[1], m[2], m[3], m[4], m[5]);
