@@ -45,53 +45,48 @@ int field_span(const BootParam& p, const char* field) {
   return static_cast<int>(reinterpret_cast<const char*>(&p + 1) - field);
 }
 
-// The fields shown before the MAC addresses, in order. A size of 0 marks a
-// text field; the others are shown in hexadecimal.
+enum class Shown { kHex, kText };
+// The fields shown before the features, in order.
 struct ShownField {
   const char* label;
   size_t offset;
   size_t size;
+  Shown as;
 };
 constexpr ShownField kBootParamFields[] = {
-    {"Magic:                    ", offsetof(BootParam, magic), sizeof BootParam::magic},
-    {"Csum:                     ", offsetof(BootParam, csum), sizeof BootParam::csum},
-    {"Len:                      ", offsetof(BootParam, len), sizeof BootParam::len},
-    {"Ver:                      ", offsetof(BootParam, ver), sizeof BootParam::ver},
-    {"Elem.devType:             ", offsetof(BootParam, dev_type), sizeof BootParam::dev_type},
-    {"Elem.devClass:            ", offsetof(BootParam, dev_class), sizeof BootParam::dev_class},
-    {"Elem.link:                ", offsetof(BootParam, link), sizeof BootParam::link},
-    {"Boot.Type:                ", offsetof(BootParam, boot_type), sizeof BootParam::boot_type},
-    {"Boot.Kmen:                ", offsetof(BootParam, boot_kmem), sizeof BootParam::boot_kmem},
-    {"Boot.Emem:                ", offsetof(BootParam, boot_emem), sizeof BootParam::boot_emem},
-    {"Id.cmatch:                ", offsetof(BootParam, cmatch), 0},
-    {"Id.devModel:              ", offsetof(BootParam, dev_model), 0},
-    {"Id.prodDate:              ", offsetof(BootParam, prod_date), 0},
-    {"Id.prodNo:                ", offsetof(BootParam, prod_no), 0},
-    {"Id.writeDate:             ", offsetof(BootParam, write_date), 0},
-    {"Id.language:              ", offsetof(BootParam, language), sizeof BootParam::language},
-    {"Id.oemCode:               ", offsetof(BootParam, oem_code), sizeof BootParam::oem_code},
-    {"Id.zone:                  ", offsetof(BootParam, zone), sizeof BootParam::zone},
-    {"Id.crypto:                ", offsetof(BootParam, crypto), sizeof BootParam::crypto},
-    {"Feature.encodeChans:      ", offsetof(BootParam, encode_chans), sizeof BootParam::encode_chans},
-    {"Feature.decodeChans:      ", offsetof(BootParam, decode_chans), sizeof BootParam::decode_chans},
-    {"Feature.ipcChans:         ", offsetof(BootParam, ipc_chans), sizeof BootParam::ipc_chans},
-    {"Feature.ivsChans:         ", offsetof(BootParam, ivs_chans), sizeof BootParam::ivs_chans},
-    {"Feature.picFormat:        ", offsetof(BootParam, features) + 0, 1},
-    {"Feature.cpuFreq:          ", offsetof(BootParam, features) + 1, 1},
-    {"Feature.dspFreq:          ", offsetof(BootParam, features) + 2, 1},
-    {"Feature.devHigh:          ", offsetof(BootParam, features) + 3, 1},
-    {"Feature.webSupport:       ", offsetof(BootParam, features) + 4, 1},
-    {"Feature.voipSupport:      ", offsetof(BootParam, features) + 5, 1},
-    {"Feature.usbNums:          ", offsetof(BootParam, features) + 6, 1},
-    {"Feature.lcdSupport:       ", offsetof(BootParam, features) + 7, 1},
-    {"Feature.voNums:           ", offsetof(BootParam, features) + 8, 1},
-    {"Feature.vgaNums:          ", offsetof(BootParam, features) + 9, 1},
-    {"Feature.vtSupport:        ", offsetof(BootParam, features) + 10, 1},
-    {"Feature.videoMaxtrix:     ", offsetof(BootParam, features) + 11, 1},
-    {"Feature.extendedDecoder:  ", offsetof(BootParam, features) + 12, 1},
-    {"Feature.extendedIVS:      ", offsetof(BootParam, features) + 13, 1},
-    {"Feature.extendedAlarmOut: ", offsetof(BootParam, features) + 14, 1},
-    {"Feature.IntellAlgor:      ", offsetof(BootParam, features) + 15, 1},
+    {"Magic:                    ", offsetof(BootParam, magic), sizeof BootParam::magic, Shown::kHex},
+    {"Csum:                     ", offsetof(BootParam, csum), sizeof BootParam::csum, Shown::kHex},
+    {"Len:                      ", offsetof(BootParam, len), sizeof BootParam::len, Shown::kHex},
+    {"Ver:                      ", offsetof(BootParam, ver), sizeof BootParam::ver, Shown::kHex},
+    {"Elem.devType:             ", offsetof(BootParam, dev_type), sizeof BootParam::dev_type, Shown::kHex},
+    {"Elem.devClass:            ", offsetof(BootParam, dev_class), sizeof BootParam::dev_class, Shown::kHex},
+    {"Elem.link:                ", offsetof(BootParam, link), sizeof BootParam::link, Shown::kHex},
+    {"Boot.Type:                ", offsetof(BootParam, boot_type), sizeof BootParam::boot_type, Shown::kHex},
+    {"Boot.Kmen:                ", offsetof(BootParam, boot_kmem), sizeof BootParam::boot_kmem, Shown::kHex},
+    {"Boot.Emem:                ", offsetof(BootParam, boot_emem), sizeof BootParam::boot_emem, Shown::kHex},
+    {"Id.cmatch:                ", offsetof(BootParam, cmatch), sizeof BootParam::cmatch, Shown::kText},
+    {"Id.devModel:              ", offsetof(BootParam, dev_model), sizeof BootParam::dev_model, Shown::kText},
+    {"Id.prodDate:              ", offsetof(BootParam, prod_date), sizeof BootParam::prod_date, Shown::kText},
+    {"Id.prodNo:                ", offsetof(BootParam, prod_no), sizeof BootParam::prod_no, Shown::kText},
+    {"Id.writeDate:             ", offsetof(BootParam, write_date), sizeof BootParam::write_date, Shown::kText},
+    {"Id.language:              ", offsetof(BootParam, language), sizeof BootParam::language, Shown::kHex},
+    {"Id.oemCode:               ", offsetof(BootParam, oem_code), sizeof BootParam::oem_code, Shown::kHex},
+    {"Id.zone:                  ", offsetof(BootParam, zone), sizeof BootParam::zone, Shown::kHex},
+    {"Id.crypto:                ", offsetof(BootParam, crypto), sizeof BootParam::crypto, Shown::kHex},
+    {"Feature.encodeChans:      ", offsetof(BootParam, encode_chans), sizeof BootParam::encode_chans, Shown::kHex},
+    {"Feature.decodeChans:      ", offsetof(BootParam, decode_chans), sizeof BootParam::decode_chans, Shown::kHex},
+    {"Feature.ipcChans:         ", offsetof(BootParam, ipc_chans), sizeof BootParam::ipc_chans, Shown::kHex},
+    {"Feature.ivsChans:         ", offsetof(BootParam, ivs_chans), sizeof BootParam::ivs_chans, Shown::kHex},
+};
+
+// One byte each, after the fields above.
+constexpr const char* kFeatureLabels[16] = {
+    "Feature.picFormat:        ", "Feature.cpuFreq:          ", "Feature.dspFreq:          ",
+    "Feature.devHigh:          ", "Feature.webSupport:       ", "Feature.voipSupport:      ",
+    "Feature.usbNums:          ", "Feature.lcdSupport:       ", "Feature.voNums:           ",
+    "Feature.vgaNums:          ", "Feature.vtSupport:        ", "Feature.videoMaxtrix:     ",
+    "Feature.extendedDecoder:  ", "Feature.extendedIVS:      ", "Feature.extendedAlarmOut: ",
+    "Feature.IntellAlgor:      ",
 };
 
 unsigned field_value(const BootParam& p, const ShownField& f) {
@@ -112,13 +107,14 @@ unsigned field_value(const BootParam& p, const ShownField& f) {
 
 void print_boot_param(const BootParam& p) {
   for (const ShownField& f : kBootParamFields) {
-    if (f.size == 0) {
+    if (f.as == Shown::kText) {
       const char* text = reinterpret_cast<const char*>(&p) + f.offset;
       printf("%s%-2.*s\n", f.label, field_span(p, text), text);
     } else {
       printf("%s0x%-2x\n", f.label, field_value(p, f));
     }
   }
+  for (int i = 0; i < 16; ++i) printf("%s0x%-2x\n", kFeatureLabels[i], static_cast<unsigned>(p.features[i]));
   for (int i = 0; i < 16; ++i) {
     const uint8_t* m = p.mac_addr[i];
     printf("macAddr:                  [%02d]%02x:%02x:%02x:%02x:%02x:%02x\n", i, m[0], m[1], m[2], m[3], m[4], m[5]);
