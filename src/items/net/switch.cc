@@ -268,6 +268,12 @@ struct Words {
   const char* usage;
 };
 constexpr Words kAny = {0, true, nullptr};
+// What these commands print when their words are missing, unlike their lines
+// in the usage list.
+constexpr const char* kMacLut2Words = "[mac_lut2 xx:xx:xx:xx:xx:xx]: get port num from MAC.v2.";
+constexpr const char* kPortMode2Words = "[port_mode2 port_num speed duplex]: port mode set.v2.";
+constexpr const char* kMLutWords = "[m_lut xx:xx:xx:xx:xx:xx]: [V3]get port num from MAC.";
+constexpr const char* kPModeWords = "[p_mode channel speed duplex]: [V3]port mode set";
 
 struct SwitchCommandRow {
   std::string_view name;
@@ -279,30 +285,18 @@ struct SwitchCommandRow {
 constexpr SwitchCommandRow kSwitchCommands[] = {
     {"port_status", do_port_status, kAny, {"do_port_status", 74}},
     {"port_status2", do_port_status2, kAny, {"do_port_status2", 76}},
-    {"mac_lut", do_mac_lut, {2, false, "[mac_lut xx:xx:xx:xx:xx:xx]: get port num from MAC."}, {"do_mac_lut", 96}},
-    {"mac_lut2",
-     do_mac_lut2,
-     {2, false, "[mac_lut2 xx:xx:xx:xx:xx:xx]: get port num from MAC.v2."},
-     {"do_mac_lut2", 100}},
-    {"port_mode", do_port_mode, {4, false, "[port_mode port_num speed duplex]: port mode set"}, {"do_port_mode", 122}},
-    {"port_mode2",
-     do_port_mode2,
-     {4, false, "[port_mode2 port_num speed duplex]: port mode set.v2."},
-     {"do_port_mode2", 126}},
+    {"mac_lut", do_mac_lut, {2, false, kSwitchUsage[3]}, {"do_mac_lut", 96}},
+    {"mac_lut2", do_mac_lut2, {2, false, kMacLut2Words}, {"do_mac_lut2", 100}},
+    {"port_mode", do_port_mode, {4, false, kSwitchUsage[5]}, {"do_port_mode", 122}},
+    {"port_mode2", do_port_mode2, {4, false, kPortMode2Words}, {"do_port_mode2", 126}},
     {"host_status", do_host_status, kAny, {"do_host_status", 132}},
     {"mirror", do_mirror, kAny, {"do_mirror", 158}},
     // Without the port there is nothing to address.
     {"mac_security", do_mac_security, {2, true, kSwitchUsage[10]}, {"do_mac_security", 180}},
     {"set_vlan", do_set_vlan, kAny, {"do_set_vlan", 190}},
     {"p_status", do_port_status_v3, kAny, {"do_port_status_v3", 198}},
-    {"m_lut",
-     do_mac_lut_v3,
-     {2, false, "[m_lut xx:xx:xx:xx:xx:xx]: [V3]get port num from MAC."},
-     {"do_mac_lut_v3", 212}},
-    {"p_mode",
-     do_port_mode_v3,
-     {4, false, "[p_mode channel speed duplex]: [V3]port mode set"},
-     {"do_port_mode_v3", 228}},
+    {"m_lut", do_mac_lut_v3, {2, false, kMLutWords}, {"do_mac_lut_v3", 212}},
+    {"p_mode", do_port_mode_v3, {4, false, kPModeWords}, {"do_port_mode_v3", 228}},
     {"h_status", do_host_status_v3, kAny, {"do_host_status_v3", 237}},
     {"p_mirror", do_mirror_v3, kAny, {"do_mirror_v3", 254}},
     {"m_sec", do_mac_security_v3, {2, true, kSwitchUsage[17]}, {"do_mac_security_v3", 273}},
