@@ -37,7 +37,8 @@ void* memmap(uint32_t phys_addr, uint32_t size) {
     return nullptr;
   }
   for (MapNode* n = g_head; n != nullptr; n = n->next) {
-    if (n->phys_base <= phys_addr && static_cast<uint32_t>(phys_addr + size) <= static_cast<uint32_t>(n->phys_base + n->size)) {
+    // In 64 bits: a range that wraps past 4 GiB lies in no mapping below it.
+    if (n->phys_base <= phys_addr && uint64_t{phys_addr} + size <= uint64_t{n->phys_base} + n->size) {
       ++n->refcount;
       return reinterpret_cast<void*>(n->virt_base + (phys_addr - n->phys_base));
     }

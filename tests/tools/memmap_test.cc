@@ -31,6 +31,18 @@ TEST_F(MemmapTest, covered_range_is_reused_with_a_refcount) {
   EXPECT_EQ(board().mem().read16(0x80040010) & 0xFF, 0x5A);
 }
 
+TEST_F(MemmapTest, range_that_wraps_past_four_gib_is_mapped_on_its_own) {
+  ASSERT_NE(tav::memmap(0, 0x100), nullptr);
+  auto* p = static_cast<char*>(tav::memmap(0xFFFFFF00, 0x200));
+  ASSERT_NE(p, nullptr);
+  ASSERT_EQ(maps().size(), 2u);
+  EXPECT_EQ(maps()[1].request, 0xFFFFF000u);
+  board().mem().write32(0xFFFFFF04, 0x600DF00D);
+  uint32_t v;
+  memcpy(&v, p + 4, 4);
+  EXPECT_EQ(v, 0x600DF00Du);
+}
+
 TEST_F(MemmapTest, range_across_a_page_boundary_maps_both_pages) {
   auto* p = static_cast<char*>(tav::memmap(0x80040FF0, 0x20));
   ASSERT_NE(p, nullptr);

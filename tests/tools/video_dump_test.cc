@@ -85,3 +85,22 @@ TEST_F(VideoDump, writes_luma_then_second_then_first_chroma_samples) {
 }
 
 }  // namespace
+
+namespace {
+
+// A chroma plane just below 4 GiB, after a luma plane at 0: its range wraps
+// in 32 bits and must still be read from its own mapping.
+TEST_F(VideoDump, plane_below_four_gib_is_read_from_its_own_mapping) {
+  poke(0x0, 1);
+  poke(0x1, 2);
+  poke(0x10, 3);
+  poke(0x11, 4);
+  poke(0xFFFFFFF0, 'p');
+  poke(0xFFFFFFF1, 'q');
+  Outcome r = run(tav::tav_tool_main, {"hivd", "0", "0xfffffff0", "16", "16", "2", "2", "w.yuv"});
+  EXPECT_FALSE(r.exited);
+  EXPECT_EQ(tavtest::read_file("w.yuv"), bytes({1, 2, 3, 4, 'q', 'p'}));
+  EXPECT_EQ(board().log_of(sim::Call::Mmap).size(), 2u);
+}
+
+}  // namespace
