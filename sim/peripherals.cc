@@ -22,8 +22,8 @@ bool valid_tm(const RtcTime& t) {
   int year = t.tm_year + 1900;
   bool leap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
   int days = kDays[t.tm_mon] + (t.tm_mon == 1 && leap);
-  return t.tm_mday <= days && t.tm_hour >= 0 && t.tm_hour < 24 && t.tm_min >= 0 && t.tm_min < 60 &&
-         t.tm_sec >= 0 && t.tm_sec < 60;
+  return t.tm_mday <= days && t.tm_hour >= 0 && t.tm_hour < 24 && t.tm_min >= 0 && t.tm_min < 60 && t.tm_sec >= 0 &&
+         t.tm_sec < 60;
 }
 
 }  // namespace
@@ -35,6 +35,12 @@ RtcDevice::RtcDevice(Clock& clock) : clock_(clock), base_ns_(kRtcStart * kNs), s
 int64_t RtcDevice::now_ns() const {
   uint64_t passed = clock_.now_ns() - since_ns_;
   return base_ns_ + static_cast<int64_t>(passed * rate_ / 1000);
+}
+
+void RtcDevice::set_broken_reading(const tav::RtcTime& t) {
+  std::lock_guard<std::mutex> lock(mu_);
+  broken_ = true;
+  broken_reading_ = t;
 }
 
 void RtcDevice::set_rate(unsigned per_mille) {
@@ -54,6 +60,10 @@ int RtcDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
   std::lock_guard<std::mutex> lock(mu_);
   switch (request) {
     case RTC_RD_TIME: {
+      if (broken_) {
+        memcpy(arg, &broken_reading_, sizeof broken_reading_);
+        return 0;
+      }
       time_t secs = static_cast<time_t>(now_ns() / kNs);
       struct tm tm;
       gmtime_r(&secs, &tm);
@@ -109,9 +119,7 @@ ssize_t WatchdogDevice::write(OpenFile&, const void* buf, size_t n) {
   return static_cast<ssize_t>(n);
 }
 
-void WatchdogDevice::ping_locked() {
-  deadline_ns_ = clock_.now_ns() + static_cast<uint64_t>(timeout_s_) * kNs;
-}
+void WatchdogDevice::ping_locked() { deadline_ns_ = clock_.now_ns() + static_cast<uint64_t>(timeout_s_) * kNs; }
 
 int WatchdogDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
   std::lock_guard<std::mutex> lock(mu_);

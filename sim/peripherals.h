@@ -26,6 +26,8 @@ class RtcDevice final : public Device {
   void set_rate(unsigned per_mille);
   // Seconds since the epoch, UTC.
   void set_time(int64_t seconds);
+  // A broken chip: every reading is this record, whatever its fields hold.
+  void set_broken_reading(const tav::RtcTime& t);
   std::vector<tav::RtcTime> sets;  // every time written
 
  private:
@@ -35,6 +37,8 @@ class RtcDevice final : public Device {
   int64_t base_ns_;    // RTC time at since_ns_
   uint64_t since_ns_;  // virtual time of the last set
   unsigned rate_ = 1000;
+  bool broken_ = false;
+  tav::RtcTime broken_reading_ = {};
 };
 
 // The board going down under the program ends the process this way.

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "common/wrapping.h"
 #include "drivers/rtc_watchdog.h"
 #include "items/items.h"
 #include "sys/sys.h"
@@ -17,7 +18,8 @@ constexpr int kRateReadings = 6;
 constexpr int kWrapSeconds = 60;
 
 void print_time(const RtcTime& t) {
-  printf("%04d-%02d-%02d %02d:%02d:%02d\n", t.tm_year + 1900, t.tm_mon + 1, t.tm_mday, t.tm_hour, t.tm_min, t.tm_sec);
+  printf("%04d-%02d-%02d %02d:%02d:%02d\n", wrapping_add(t.tm_year, 1900), wrapping_add(t.tm_mon, 1), t.tm_mday,
+         t.tm_hour, t.tm_min, t.tm_sec);
 }
 
 // Six readings a second apart; false after a failed read (reported).
@@ -34,8 +36,9 @@ bool rate_check(int fd, RtcTime* t, bool* passed) {
     sys::sleep(1);
   }
   // A stopped clock counts as a whole minute, so it fails.
-  int elapsed = t->tm_sec > first ? t->tm_sec - first : t->tm_sec + kWrapSeconds - first;
-  *passed = static_cast<unsigned>(elapsed - 4) <= 4;
+  int elapsed =
+      t->tm_sec > first ? wrapping_sub(t->tm_sec, first) : wrapping_sub(wrapping_add(t->tm_sec, kWrapSeconds), first);
+  *passed = static_cast<unsigned>(elapsed) - 4u <= 4u;
   return true;
 }
 

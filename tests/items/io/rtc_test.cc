@@ -3,6 +3,7 @@
 // sequence that only the board's reset ends.
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <string>
 
 #include "harness.h"
@@ -25,8 +26,9 @@ std::string lines(const char* fmt, int from, int to) {
   return s;
 }
 
-const std::string kRateLines = "2026-01-01 00:00:57\n2026-01-01 00:00:58\n2026-01-01 00:00:59\n"
-                               "2026-01-01 00:01:00\n2026-01-01 00:01:01\n2026-01-01 00:01:02\n";
+const std::string kRateLines =
+    "2026-01-01 00:00:57\n2026-01-01 00:00:58\n2026-01-01 00:00:59\n"
+    "2026-01-01 00:01:00\n2026-01-01 00:01:01\n2026-01-01 00:01:02\n";
 const std::string kSetHead = "RTC走时测试成功。\n\n设置RTC时间: 2015-04-01 08:57:23\n";
 const std::string kWatch = "测试设置后的走时:\n" + lines("2015-04-01 08:57:%02d\n", 24, 29);
 
@@ -60,6 +62,27 @@ TEST_F(Rtc, rate_check_accepts_four_to_eight_seconds_in_five) {
     std::string rest = o.out.substr(o.out.find("2026-") + 6 * 20);
     EXPECT_EQ(rest.rfind(c.passes ? "RTC走时测试成功" : "RTC测试完毕\n", 0), 0u) << c.per_mille;
     EXPECT_EQ(chip().sets.size(), c.passes ? 1u : 0u) << c.per_mille;
+  }
+}
+
+// A broken chip can return any fields; the item prints what the board's
+// 32-bit arithmetic makes of them and judges the clock stopped.
+TEST_F(Rtc, readings_at_the_ends_of_int_print_wrapped_and_fail) {
+  struct Case {
+    tav::RtcTime t;
+    const char* line;
+  } cases[] = {
+      {{INT32_MIN, 0, 0, 1, INT32_MAX, INT32_MAX, 0, 0, 0}, "-2147481749--2147483648-01 00:00:-2147483648\n"},
+      {{INT32_MAX, INT32_MIN, INT32_MAX, INT32_MIN, INT32_MIN, INT32_MIN, 0, 0, 0},
+       "-2147481748--2147483647--2147483648 2147483647:-2147483648:2147483647\n"},
+  };
+  for (const auto& c : cases) {
+    chip().set_broken_reading(c.t);
+    Outcome o = run(tav::rtc_test, {});
+    std::string six;
+    for (int i = 0; i < 6; ++i) six += c.line;
+    EXPECT_EQ(o.out, "\nRTC测试开始\n" + six + "RTC测试完毕\n");
+    EXPECT_TRUE(chip().sets.empty());
   }
 }
 
