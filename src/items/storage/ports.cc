@@ -20,41 +20,44 @@ constexpr int kAllDisks = 99;
 constexpr int kChecks = 5;
 constexpr unsigned kSettleSeconds = 20;
 
-const char* const kSerrorNames[17] = {"RecovData:", "RecovComm:", "UnrecovData:", "Persist:",   "Proto:",
-                                       "HostInt:",   "PHYRdyChg:", "PHYInt:",      "CommWake:",  "SERR_10B_8B:",
-                                       "Dispar:",    "BadCRC:",    "Handshk:",     "LinkSeq:",   "TrStaTrns:",
-                                       "UnrecFIS:",  "DevExch:"};
-const char* const kCompletionNames[9] = {"HostBusError:", "ATABusError:",     "TimeOutError:",
-                                          "HSMviolation:", "SystemError:",     "MediaError:",
-                                          "InvalidArgument:", "DeviceError:", "UnknownError:"};
+const char* const kSerrorNames[17] = {"RecovData:", "RecovComm:", "UnrecovData:", "Persist:",     "Proto:",  "HostInt:",
+                                      "PHYRdyChg:", "PHYInt:",    "CommWake:",    "SERR_10B_8B:", "Dispar:", "BadCRC:",
+                                      "Handshk:",   "LinkSeq:",   "TrStaTrns:",   "UnrecFIS:",    "DevExch:"};
+const char* const kCompletionNames[9] = {
+    "HostBusError:", "ATABusError:",     "TimeOutError:", "HSMviolation:", "SystemError:",
+    "MediaError:",   "InvalidArgument:", "DeviceError:",  "UnknownError:"};
 
 void counter(const char* label, long value) { printf("%-23s%ld\n", label, value); }
 
+struct Counter {
+  const char* label;
+  int32_t value;
+};
+
 void print_status(const PortStatus& s) {
   puts("@start==============SATA PORT 5 STATUS================start@");
-  const struct {
-    const char* label;
-    int32_t value;
-  } first[] = {{"lbaOverflow:", s.lbaOverflow},     {"keyAreaErr:", s.keyAreaErr},
-               {"BSYCount:", s.BSYCount},           {"NoReady:", s.NoReady},
-               {"DRQSetErr:", s.DRQSetErr},         {"writeErr:", s.writeErr},
-               {"readErr:", s.readErr},             {"retryCmdCount:", s.retryCmdCount},
-               {"abortCmdCount:", s.abortCmdCount}, {"CmdAborted:", s.CmdAborted},
-               {"CmdOverUnknown:", s.CmdOverUnknown}, {"CmdOverErr:", s.CmdOverErr},
-               {"hdStatus:", s.hdStatus}};
+  const Counter first[] = {
+      {"lbaOverflow:", s.lbaOverflow}, {"keyAreaErr:", s.keyAreaErr},         {"BSYCount:", s.BSYCount},
+      {"NoReady:", s.NoReady},         {"DRQSetErr:", s.DRQSetErr},           {"writeErr:", s.writeErr},
+      {"readErr:", s.readErr},         {"retryCmdCount:", s.retryCmdCount},   {"abortCmdCount:", s.abortCmdCount},
+      {"CmdAborted:", s.CmdAborted},   {"CmdOverUnknown:", s.CmdOverUnknown}, {"CmdOverErr:", s.CmdOverErr},
+      {"hdStatus:", s.hdStatus}};
   for (const auto& c : first) counter(c.label, c.value);
   printf("hdStatus:              %s  %s  %#x\n", (s.hdStatus & kHdAbnormalBits) ? "ABNORMAL" : "NORMAL",
          (s.hdStatus & kHdIdleBit) ? "IDLE" : "ACTIVE", static_cast<unsigned>(s.hdStatus));
-  const struct {
-    const char* label;
-    int32_t value;
-  } second[] = {{"BadSCSICmdParam:", s.BadSCSICmdParam}, {"UAReset:", s.UAReset},
-                {"UAParamChanged:", s.UAParamChanged},   {"QueueFull:", s.QueueFull},
-                {"OverRun:", s.OverRun},                 {"UnderRun:", s.UnderRun},
-                {"ParityErr:", s.ParityErr},             {"BadSCSICmdResult:", s.BadSCSICmdResult},
-                {"RecoverableErr:", s.RecoverableErr},   {"DeviceFault:", s.DeviceFault},
-                {"SerrInt:", s.SerrInt},                 {"LinkCtlRxErr:", s.LinkCtlRxErr},
-                {"LinkCtlTxErr:", s.LinkCtlTxErr}};
+  const Counter second[] = {{"BadSCSICmdParam:", s.BadSCSICmdParam},
+                            {"UAReset:", s.UAReset},
+                            {"UAParamChanged:", s.UAParamChanged},
+                            {"QueueFull:", s.QueueFull},
+                            {"OverRun:", s.OverRun},
+                            {"UnderRun:", s.UnderRun},
+                            {"ParityErr:", s.ParityErr},
+                            {"BadSCSICmdResult:", s.BadSCSICmdResult},
+                            {"RecoverableErr:", s.RecoverableErr},
+                            {"DeviceFault:", s.DeviceFault},
+                            {"SerrInt:", s.SerrInt},
+                            {"LinkCtlRxErr:", s.LinkCtlRxErr},
+                            {"LinkCtlTxErr:", s.LinkCtlTxErr}};
   for (const auto& c : second) counter(c.label, c.value);
   printf("accessTime:            %ld\n\n", static_cast<long>(s.accessTime));
   puts("                SError Content");
