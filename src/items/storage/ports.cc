@@ -130,6 +130,25 @@ int get_ssd_index() {
   return result;
 }
 
+namespace {
+
+// One of port 0's records: true with its opening banner shown, or false with
+// the refusal shown.
+bool open_record(int fd, unsigned long request, void* record, const char* title) {
+  int rc = sys::ioctl(fd, request, record);
+  if (rc != 0) {
+    printf("\033[0;32mSTOR_CMD_ERR_REQ test faild:%d.\033[m\n", rc);  // KEPT: every record's refusal says ERR_REQ
+    return false;
+  }
+  printf(kOk, "ERR_REQ");  // KEPT: likewise its success
+  printf("@start==============SATA PORT %d %s================start@\n", 0, title);
+  return true;
+}
+
+void close_record(const char* title) { printf("@end================SATA PORT %d %s================end@\n", 0, title); }
+
+}  // namespace
+
 // item: sata_port
 int sata_port(int, char**) {
   int fd = sys::open(kStoragePath, O_RDWR);
@@ -146,30 +165,20 @@ int sata_port(int, char**) {
 
   ErrRequest err;
   memset(&err, 0, sizeof err);
-  rc = sys::ioctl(fd, STOR_CMD_ERR_REQ, &err);
-  if (rc == 0) {
-    printf(kOk, "ERR_REQ");
-    printf("@start==============SATA PORT %d ERROR REQUEST================start@\n", 0);
+  if (open_record(fd, STOR_CMD_ERR_REQ, &err, "ERROR REQUEST")) {
     printf("err type:              %d\n", err.err_type);
     printf("err count:             %d\n", err.err_count);
     printf("cmd type:              %d\n", err.cmd_type);
     printf("sector:                %lld\n", static_cast<long long>(err.sector));
-    printf("@end================SATA PORT %d ERROR REQUEST================end@\n", 0);
-  } else {
-    printf("\033[0;32mSTOR_CMD_ERR_REQ test faild:%d.\033[m\n", rc);
+    close_record("ERROR REQUEST");
   }
 
   ResetCount reset;
   memset(&reset, 0, sizeof reset);
-  rc = sys::ioctl(fd, STOR_CMD_RESET_COUNT, &reset);
-  if (rc == 0) {
-    printf(kOk, "ERR_REQ");
-    printf("@start==============SATA PORT %d RESET COUNT================start@\n", 0);
+  if (open_record(fd, STOR_CMD_RESET_COUNT, &reset, "RESET COUNT")) {
     printf("reset count:           %d\n", reset.count);
     printf("last reset time:       %ld\n", static_cast<long>(reset.last_reset_time));
-    printf("@end================SATA PORT %d RESET COUNT================end@\n", 0);
-  } else {
-    printf("\033[0;32mSTOR_CMD_ERR_REQ test faild:%d.\033[m\n", rc);
+    close_record("RESET COUNT");
   }
 
   PortStatus status;
