@@ -165,7 +165,7 @@ int i2c_read(int argc, char** argv) {
   RegArgs a;
   if (!parse_reg_args(argc, argv, take_read_word, &a)) return -1;
   printf("i2c_num:0x%x, dev_addr:0x%x; reg_addr:0x%x; reg_addr_end:0x%x; reg_width: %d; data_width: %d. \n\n", a.bus,
-         a.dev << 1, a.reg, a.end_or_value, a.reg_width, a.data_width);
+         a.dev << 1, a.reg, a.end_or_value, static_cast<int>(a.reg_width), static_cast<int>(a.data_width));
   sys::Fd fd = open_reg_bus(a.bus);
   if (!fd.ok()) return -1;
   if (sys::ioctl(fd.get(), I2C_SLAVE, ioctl_value(a.dev)) < 0) {
@@ -201,7 +201,7 @@ int i2c_write(int argc, char** argv) {
   RegArgs a;
   if (!parse_reg_args(argc, argv, take_write_word, &a)) return -1;
   printf("i2c_num:0x%x, dev_addr:0x%x; reg_addr:0x%x; data:0x%x; reg_width: %d; data_width: %d.\n", a.bus, a.dev << 1,
-         a.reg, a.end_or_value, a.reg_width, a.data_width);
+         a.reg, a.end_or_value, static_cast<int>(a.reg_width), static_cast<int>(a.data_width));
   sys::Fd fd = open_reg_bus(a.bus);
   if (!fd.ok()) return -1;
   if (sys::ioctl(fd.get(), I2C_SLAVE, ioctl_value(a.dev)) < 0) {

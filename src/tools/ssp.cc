@@ -142,8 +142,9 @@ int ssp_read(int argc, char** argv) {
   printf(
       "spi_num:%u, csn:%u\ndev_addr:0x%04x, reg_addr:0x%04x, num_reg:%d, dev_width:%d, reg_width:%d, "
       "data_width:%d, reg_order: %d, data_order: %d\n",
-      a.bus, a.csn, a.dev, a.reg, static_cast<int>(a.count_or_data), a.dev_width, a.reg_width, a.data_width,
-      a.reg_order, a.data_order);
+      a.bus, a.csn, a.dev, a.reg, static_cast<int>(a.count_or_data), static_cast<int>(a.dev_width),
+      static_cast<int>(a.reg_width), static_cast<int>(a.data_width), static_cast<int>(a.reg_order),
+      static_cast<int>(a.data_order));
   sys::Fd fd = open_device(a);
   if (!fd.ok()) return -1;
   printf("====reg_addr:0x%04x====", a.reg);
@@ -175,7 +176,8 @@ int ssp_write(int argc, char** argv) {
   printf(
       "spi_num:%u, csn:%u\ndev_addr:0x%04x, reg_addr:0x%04x, data:0x%04x, dev_width:%d, reg_width:%d, "
       "data_width:%d, reg_order: %d, data_order: %d\n",
-      a.bus, a.csn, a.dev, a.reg, a.count_or_data, a.dev_width, a.reg_width, a.data_width, a.reg_order, a.data_order);
+      a.bus, a.csn, a.dev, a.reg, a.count_or_data, static_cast<int>(a.dev_width), static_cast<int>(a.reg_width),
+      static_cast<int>(a.data_width), static_cast<int>(a.reg_order), static_cast<int>(a.data_order));
   sys::Fd fd = open_device(a);
   if (!fd.ok()) return -1;
   uint8_t frame[16];

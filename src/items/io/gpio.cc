@@ -9,9 +9,9 @@
 #include <cstdlib>
 
 #include "common/process_state.h"
-#include "items/items.h"
 #include "items/io/tavio.h"
 #include "items/item_options.h"
+#include "items/items.h"
 #include "sys/owners.h"
 #include "sys/sys.h"
 
@@ -71,9 +71,11 @@ int gpio_tool(int argc, char** argv) {
   if (fd.close() < 0) printf("close file %s failed, errno:%d!\n", kTavioPath, errno);
   unsigned level = gpio_level(word);
   if (set)
-    printf("SET GPIO%d_%d:%d[%s]\n", gpio_group(word), gpio_bit(word), level, level ? "HIGH" : "LOW");
+    printf("SET GPIO%d_%d:%d[%s]\n", static_cast<int>(gpio_group(word)), static_cast<int>(gpio_bit(word)),
+           static_cast<int>(level), level ? "HIGH" : "LOW");
   else
-    printf("GET GPIO%d_%d:%d[%s]\n", gpio_group(word), gpio_bit(word), level, level ? "HIGH" : "LOW");
+    printf("GET GPIO%d_%d:%d[%s]\n", static_cast<int>(gpio_group(word)), static_cast<int>(gpio_bit(word)),
+           static_cast<int>(level), level ? "HIGH" : "LOW");
   return 0;
 }
 

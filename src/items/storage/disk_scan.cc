@@ -30,10 +30,10 @@ struct DiskSlot {
 // Port 4 (sde) is never a bay.
 constexpr DiskSlot kSlots8[] = {{1, 0, "sda"}, {2, 1, "sdb"}, {3, 2, "sdc"}, {4, 3, "sdd"},
                                 {5, 5, "sdf"}, {6, 6, "sdg"}, {7, 7, "sdh"}, {8, 8, "sdi"}};
-constexpr DiskSlot kSlots16[] = {{1, 0, "sda"},   {2, 5, "sdf"},   {3, 10, "sdk"},  {4, 15, "sdp"},
-                                 {5, 1, "sdb"},   {6, 6, "sdg"},   {7, 11, "sdl"},  {8, 16, "sdq"},
-                                 {9, 2, "sdc"},   {10, 7, "sdh"},  {11, 12, "sdm"}, {12, 17, "sdr"},
-                                 {13, 3, "sdd"},  {14, 8, "sdi"},  {15, 13, "sdn"}, {16, 18, "sds"}};
+constexpr DiskSlot kSlots16[] = {{1, 0, "sda"},  {2, 5, "sdf"},  {3, 10, "sdk"},  {4, 15, "sdp"},
+                                 {5, 1, "sdb"},  {6, 6, "sdg"},  {7, 11, "sdl"},  {8, 16, "sdq"},
+                                 {9, 2, "sdc"},  {10, 7, "sdh"}, {11, 12, "sdm"}, {12, 17, "sdr"},
+                                 {13, 3, "sdd"}, {14, 8, "sdi"}, {15, 13, "sdn"}, {16, 18, "sds"}};
 
 struct SlotState {
   bool present;
@@ -48,7 +48,9 @@ constexpr unsigned kSettleSeconds = 2;
 const char* state_word(bool present) { return present ? "存在" : "不存在"; }
 
 void slot_row(unsigned number, bool present, const char* name, const char* model, unsigned capacity) {
-  printf("|%-8d|%-8s|%-8s|%-24s|%-8d|\n", number, state_word(present), name, model, capacity);
+  // Signed, as the board has always printed them.
+  printf("|%-8d|%-8s|%-8s|%-24s|%-8d|\n", static_cast<int>(number), state_word(present), name, model,
+         static_cast<int>(capacity));
   puts(kRule);
 }
 
@@ -193,7 +195,7 @@ void print_slot_map(const DiskSlot* table, unsigned bays, const SlotState* state
                     const SlotState* ext) {
   puts(kMapRule);
   for (unsigned i = 0; i < bays; ++i) {
-    printf("| %2d_%3s_%-6s ", table[i].slot, table[i].device, state_word(state[i].present));
+    printf("| %2d_%3s_%-6s ", static_cast<int>(table[i].slot), table[i].device, state_word(state[i].present));
     if (i % 4 == 3) {
       puts("|");
       puts(kMapRule);
@@ -202,7 +204,7 @@ void print_slot_map(const DiskSlot* table, unsigned bays, const SlotState* state
   for (unsigned i = 0; i < esata; ++i) {
     char name[8];
     snprintf(name, sizeof name, "esd%c", 'a' + i);
-    printf("| %2d_%4s_%-6s", bays + i + 1, name, state_word(ext[i].present));
+    printf("| %2d_%4s_%-6s", static_cast<int>(bays + i + 1), name, state_word(ext[i].present));
     printf("|               |               ");
     puts("|               |");
     puts(kMapRule);
@@ -225,7 +227,7 @@ int disk_scan(int, char**) {
   } else if (bays == 16) {
     table = kSlots16;
   } else {
-    printf("硬盘个数:%2d, 不支持\n硬盘扫描功能仅支持4、8、16盘位设备\n", bays);
+    printf("硬盘个数:%2d, 不支持\n硬盘扫描功能仅支持4、8、16盘位设备\n", static_cast<int>(bays));
     return 0;
   }
   int stor_fd = sys::open(kStoragePath, O_RDWR);

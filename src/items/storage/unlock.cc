@@ -54,7 +54,7 @@ int disk_unlock(int, char**) {
     puts("get block device name error");
     return -EINVAL;
   }
-  if (name[n - 1] == '\n') name[n - 1] = '\0';
+  if (n > 0 && name[n - 1] == '\n') name[n - 1] = '\0';
 
   uint8_t id[kAtaSector] = {};
   int rc = get_identify_result(name, id);
