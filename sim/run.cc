@@ -9,6 +9,7 @@
 
 #include "devices.h"
 #include "serial.h"
+#include "shell_setup.h"
 
 namespace sim {
 
@@ -57,6 +58,8 @@ void connect_to_terminal(Board& board) {
 int run_process(int argc, char** argv, int (*entry)(int, char**)) {
   auto board = make_default_board();
   if (const char* ports = getenv(kHostPortsEnv)) attach_host_ports(*board, ports);
+  // A board the shell asked for but that cannot be read is not silently the default one.
+  if (!apply_shell_setup(*board)) return 2;
   install(board.get());
   connect_to_terminal(*board);
   int status;
