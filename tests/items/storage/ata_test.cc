@@ -160,3 +160,87 @@ TEST_F(Ata, key_area_parameter_block_interleaves_the_halves) {
 }
 
 }  // namespace
+
+namespace {
+
+// What each transport reports back: results and the exact lines, for the
+// disk's answers and for refused requests.
+TEST_F(Ata, results_and_messages_of_both_transports) {
+  struct Case {
+    const char* what;
+    std::function<void(sim::AtaDisk&, sim::Board&)> setup;
+    bool sg;  // the SG_IO transport, else the legacy IDE requests
+    int cmd;
+    bool with_data;
+    int result;
+    const char* out;
+  } cases[] = {
+      {"sg: identify", nullptr, true, 0xEC, true, 0, ""},
+      {"sg: unknown command", nullptr, true, 0x12, true, -1, "vailable scsi_cmnd_io\n"},
+      {"sg: a sector command without a buffer", nullptr, true, 0xD0, false, -1, "传入参数arg有误!\n"},
+      {"sg: refused request",
+       [](sim::AtaDisk&, sim::Board& b) {
+         b.fail({sim::Call::Ioctl, "/dev/sda", tav::SG_IO, 0, EIO});
+       },
+       true, 0xD0, true, -1, "sata command 0xd0 return -1\n"},
+      {"sg: bad target", [](sim::AtaDisk& d, sim::Board&) { d.sg_host_status = 4; }, true, 0xEC, true, 4,
+       " BAD target. \n"},
+      {"sg: aborted", [](sim::AtaDisk& d, sim::Board&) { d.sg_host_status = 5; }, true, 0xE0, false, 5,
+       "Abort for some other reason. \n"},
+      {"sg: bus busy", [](sim::AtaDisk& d, sim::Board&) { d.sg_host_status = 14; }, true, 0xE7, false, 14,
+       "BUS stayed busy through time out period. \n"},
+      {"sg: bus busy, other code", [](sim::AtaDisk& d, sim::Board&) { d.sg_host_status = 15; }, true, 0xDA, false, 15,
+       "BUS stayed busy through time out period. \n"},
+      {"sg: another host state passes", [](sim::AtaDisk& d, sim::Board&) { d.sg_host_status = 7; }, true, 0xE0, false,
+       0, ""},
+      {"sg: SMART data whose checksum is off", [](sim::AtaDisk& d, sim::Board&) { d.smart_values[0] ^= 1; }, true, 0xD0,
+       true, 0, "Invalid checksum of SMART data.\n"},
+      {"sg: status good", [](sim::AtaDisk& d, sim::Board&) { d.sg_status_byte = 1; }, true, 0xDA, false, 1, ""},
+      {"sg: status exceeded", [](sim::AtaDisk& d, sim::Board&) { d.sg_status_byte = 2; }, true, 0xDA, false, 2, ""},
+      {"sg: status unknown", [](sim::AtaDisk& d, sim::Board&) { d.sg_status_byte = 9; }, true, 0xDA, false, 3, ""},
+      {"ide: unknown command", nullptr, false, 0x12, true, -1, "Unrecognized command 18\n"},
+      {"ide: refused drive command",
+       [](sim::AtaDisk&, sim::Board& b) {
+         b.fail({sim::Call::Ioctl, "/dev/sda", tav::HDIO_DRIVE_CMD, 0, EIO});
+       },
+       false, 0xEC, true, -1, ""},
+      {"ide: status threshold exceeded", [](sim::AtaDisk& d, sim::Board&) { d.threshold_exceeded = true; }, false, 0xDA,
+       false, 1, ""},
+      {"ide: status refused", [](sim::AtaDisk& d, sim::Board&) { d.smart_enabled = false; }, false, 0xDA, false, -1,
+       "Error SMART Status command failed\n"},
+      {"ide: SMART log write", nullptr, false, 0xD6, true, 0, ""},
+      {"ide: SMART log write refused",
+       [](sim::AtaDisk&, sim::Board& b) {
+         b.fail({sim::Call::Ioctl, "/dev/sda", tav::HDIO_DRIVE_TASKFILE, 0, EIO});
+       },
+       false, 0xD6, true, -1, ""},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    board().clear_faults();
+    disk_->smart_enabled = true;
+    disk_->threshold_exceeded = false;
+    disk_->sg_host_status = 0;
+    disk_->sg_status_byte = 1;
+    uint8_t sum = 0;
+    for (int i = 0; i < 511; ++i) sum = static_cast<uint8_t>(sum + disk_->smart_values[i]);
+    disk_->smart_values[511] = static_cast<uint8_t>(-sum);
+    if (c.setup) c.setup(*disk_, board());
+    uint8_t data[512] = {};
+    void* arg = c.with_data ? data : nullptr;
+    std::string out;
+    Bytes sent;
+    int rc = with_disk(
+        [&](int fd) {
+          return c.sg ? tav::sata_command_interface(fd, c.cmd, arg) : tav::ata_command_interface(fd, c.cmd, arg);
+        },
+        &out, &sent);
+    EXPECT_EQ(rc, c.result);
+    EXPECT_EQ(out, c.out);
+  }
+  std::string out, err;
+  tavtest::run_capture([] { EXPECT_EQ(tav::sata_command_interface(0, 0xEC, nullptr), -1); }, &out, &err);
+  EXPECT_EQ(out, "file description error 0\n");
+}
+
+}  // namespace
