@@ -146,6 +146,13 @@ class Board final : public sys::Backend {
   ThreadSet threads_;
 };
 
+// The model behind the node at path, if that node is a Node (else null).
+template <class Node>
+std::shared_ptr<typename Node::ModelType> model_at(const Board& board, const std::string& path) {
+  auto node = std::dynamic_pointer_cast<Node>(board.device(path));
+  return node ? node->model() : nullptr;
+}
+
 // Make board the backend of this process (null restores Linux).
 void install(Board* board);
 
