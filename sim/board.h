@@ -123,6 +123,7 @@ class Board final : public sys::Backend {
   // false when path is not under a mounted file system.
   bool mounted_fs(const std::string& path, std::shared_ptr<Device>* dev, std::string* name) const;
   int open_on(const std::shared_ptr<Device>& dev, const std::string& path, int flags, Request* req);
+  int sync_file(int fd, bool data_only);
   // select over descriptors of the board's own.
   bool selects_board_fd(int nfds, fd_set* r, fd_set* w, fd_set* e) const;
   int ready_now(int nfds, const fd_set* r, const fd_set* w, fd_set* rr, fd_set* ww) const;

@@ -100,20 +100,17 @@ int Board::ioctl(int fd, unsigned long request, void* arg) {
   return rc < 0 ? fail_with(-rc) : rc;
 }
 
-int Board::fsync(int fd) {
-  Desc d;
-  bool simulated = lookup(fd, &d);
-  if (int err = enter(Call::Fsync, simulated ? d.file->path : "", 0, 0, nullptr)) return fail_with(err);
-  if (!simulated) return ::fsync(fd);
-  int rc = d.dev->fsync(*d.file);
-  return rc < 0 ? fail_with(-rc) : rc;
-}
+int Board::fsync(int fd) { return sync_file(fd, false); }
 
-int Board::fdatasync(int fd) {
+int Board::fdatasync(int fd) { return sync_file(fd, true); }
+
+// Both are one request to a model; the log tells them apart by the request
+// word (1: data only).
+int Board::sync_file(int fd, bool data_only) {
   Desc d;
   bool simulated = lookup(fd, &d);
-  if (int err = enter(Call::Fsync, simulated ? d.file->path : "", 1, 0, nullptr)) return fail_with(err);
-  if (!simulated) return ::fdatasync(fd);
+  if (int err = enter(Call::Fsync, simulated ? d.file->path : "", data_only ? 1 : 0, 0, nullptr)) return fail_with(err);
+  if (!simulated) return data_only ? ::fdatasync(fd) : ::fsync(fd);
   int rc = d.dev->fsync(*d.file);
   return rc < 0 ? fail_with(-rc) : rc;
 }
