@@ -118,6 +118,8 @@ class Board final : public sys::Backend {
   // errno to fail with; *short_len is set for short transfers.
   int enter(Call c, const std::string& path, unsigned long request, uint64_t length, Request** req,
             long* short_len = nullptr);
+  // enter() for a transfer of *n bytes, which a short-transfer fault cuts.
+  int enter_transfer(Call c, const std::string& path, unsigned long request, size_t* n, Request** req);
   bool lookup(int fd, Desc* out) const { return fds_.lookup(fd, out); }
   // The file system mounted over path and the name below its mount point;
   // false when path is not under a mounted file system.
