@@ -16,11 +16,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "host_util.h"
-#include "items/items.h"
 #include "items/io/usb.h"
 #include "items/items.h"
 #include "items/storage/emmc.h"
@@ -117,64 +117,74 @@ std::string attach(const char* what, long mib, std::string* file) {
 
 bool mount_stick(const std::string& dev) { return mount(dev.c_str(), "/mnt", "ext2", 0, nullptr) == 0; }
 
-// The eMMC item beside fio on the same 10 MiB region, rounds alternating
-// which goes first.
+// Write and read speeds over the rounds, the item's and fio's.
+struct Figures {
+  std::vector<double> item_w, item_r, fio_w, fio_r;
+};
+
+// One round: the item and fio once each, which goes first alternating with
+// the round so neither always does on a shared machine. before() readies
+// each run (false ends the round there), after() tidies up behind it.
+void one_round(int round, const char* item, Figures* f, const std::function<bool()>& before,
+               const std::function<void()>& after, const std::function<void(double* w, double* r)>& fio_run) {
+  std::vector<double> s;
+  double w = 0, r = 0;
+  for (int turn = 0; turn < 2; ++turn) {
+    if (!before()) break;
+    if ((turn == 0) == (round % 2 == 0))
+      s = speeds(capture(item));
+    else
+      fio_run(&w, &r);
+    after();
+  }
+  f->fio_w.push_back(w);
+  f->fio_r.push_back(r);
+  f->item_w.push_back(s.size() == 2 ? s[0] : 0);
+  f->item_r.push_back(s.size() == 2 ? s[1] : 0);
+}
+
+// The eMMC item beside fio on the same 10 MiB region.
 void emmc_rounds(const std::string& emmc) {
   const std::string region = " --filename=" + emmc + " --size=10M --offset=" + std::to_string(kEmmcMiB - 11) + "M";
-  std::vector<double> ew, er, fw, fr, wf;
-  // An untimed pass of each, then the order alternates so neither
-  // always goes first on a shared machine.
+  Figures f;
+  std::vector<double> wf;
+  // An untimed pass of each first.
   capture("emmc");
   fio("--rw=write --sync=dsync --fsync=1" + region, false, 10);
-  for (int round = 0; round < g_rounds; ++round) {
-    std::vector<double> s;
-    double w = 0, r = 0;
-    for (int turn = 0; turn < 2; ++turn) {
-      drop_caches();
-      if ((turn == 0) == (round % 2 == 0)) {
-        s = speeds(capture("emmc"));
-      } else {
-        w = fio("--rw=write --sync=dsync --fsync=1" + region, false, 10);
-        wf.push_back(w > 0 ? 10 / (10 / w + ten_flushes(emmc)) : 0);
-        drop_caches();
-        r = fio("--rw=read" + region, true, 10);
-      }
-    }
-    fw.push_back(w);
-    fr.push_back(r);
-    ew.push_back(s.size() == 2 ? s[0] : 0);
-    er.push_back(s.size() == 2 ? s[1] : 0);
-  }
-  report("emmc", "write", ew, fw);
-  report("emmc", "w+fl", ew, wf);
-  report("emmc", "read", er, fr);
+  for (int round = 0; round < g_rounds; ++round)
+    one_round(
+        round, "emmc", &f,
+        [] {
+          drop_caches();
+          return true;
+        },
+        [] {},
+        [&](double* w, double* r) {
+          *w = fio("--rw=write --sync=dsync --fsync=1" + region, false, 10);
+          wf.push_back(*w > 0 ? 10 / (10 / *w + ten_flushes(emmc)) : 0);
+          drop_caches();
+          *r = fio("--rw=read" + region, true, 10);
+        });
+  report("emmc", "write", f.item_w, f.fio_w);
+  report("emmc", "w+fl", f.item_w, wf);
+  report("emmc", "read", f.item_r, f.fio_r);
 }
 
 // The USB item beside fio on a 25 MiB direct-I/O file of the stick on /mnt.
 void usb_rounds(const std::string& stick) {
-  std::vector<double> uw, ur, gw, gr;
   const std::string file = " --filename=/mnt/fio.dat --size=25M --direct=1";
-  for (int round = 0; round < g_rounds; ++round) {
-    std::vector<double> s;
-    double w = 0, r = 0;
-    for (int turn = 0; turn < 2; ++turn) {
-      if (!mount_stick(stick)) break;
-      if ((turn == 0) == (round % 2 == 0)) {
-        s = speeds(capture("usb"));
-      } else {
-        w = fio("--rw=write" + file, false, 25);
-        r = fio("--rw=read" + file, true, 25);
-        unlink("/mnt/fio.dat");
-      }
-      umount("/mnt");  // the item unmounts itself but for its failure paths
-    }
-    gw.push_back(w);
-    gr.push_back(r);
-    uw.push_back(s.size() == 2 ? s[0] : 0);
-    ur.push_back(s.size() == 2 ? s[1] : 0);
-  }
-  report("usb", "write", uw, gw);
-  report("usb", "read", ur, gr);
+  Figures f;
+  for (int round = 0; round < g_rounds; ++round)
+    one_round(
+        round, "usb", &f, [&] { return mount_stick(stick); },
+        [] { umount("/mnt"); },  // the item unmounts itself but for its failure paths
+        [&](double* w, double* r) {
+          *w = fio("--rw=write" + file, false, 25);
+          *r = fio("--rw=read" + file, true, 25);
+          unlink("/mnt/fio.dat");
+        });
+  report("usb", "write", f.item_w, f.fio_w);
+  report("usb", "read", f.item_r, f.fio_r);
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "drivers/block.h"
+#include "locked.h"
 
 namespace sim {
 
@@ -19,10 +20,7 @@ struct BlockOpen {
 BlockDevice::BlockDevice(Clock& clock, uint64_t bytes, uint64_t bytes_per_second)
     : clock_(clock), bytes_(bytes), rate_(bytes_per_second) {}
 
-void BlockDevice::set_rate(uint64_t bytes_per_second) {
-  std::lock_guard<std::mutex> lock(mu_);
-  rate_ = bytes_per_second;
-}
+void BlockDevice::set_rate(uint64_t bytes_per_second) { locked_write(mu_, rate_, bytes_per_second); }
 
 void BlockDevice::hold_first_transfers(int n) {
   std::lock_guard<std::mutex> lock(mu_);
@@ -30,10 +28,7 @@ void BlockDevice::hold_first_transfers(int n) {
   arrived_ = 0;
 }
 
-void BlockDevice::keep_data() {
-  std::lock_guard<std::mutex> lock(mu_);
-  keep_ = true;
-}
+void BlockDevice::keep_data() { locked_write(mu_, keep_, true); }
 
 void BlockDevice::copy_out(uint64_t off, uint8_t* out, size_t n) const {
   while (n > 0) {
@@ -73,20 +68,11 @@ void BlockDevice::poke(uint64_t off, const void* in, size_t n) {
   copy_in(off, static_cast<const uint8_t*>(in), n);
 }
 
-uint64_t BlockDevice::flushes() const {
-  std::lock_guard<std::mutex> lock(mu_);
-  return flushes_;
-}
+uint64_t BlockDevice::flushes() const { return locked_read(mu_, flushes_); }
 
-uint64_t BlockDevice::bytes_read() const {
-  std::lock_guard<std::mutex> lock(mu_);
-  return read_;
-}
+uint64_t BlockDevice::bytes_read() const { return locked_read(mu_, read_); }
 
-uint64_t BlockDevice::bytes_written() const {
-  std::lock_guard<std::mutex> lock(mu_);
-  return written_;
-}
+uint64_t BlockDevice::bytes_written() const { return locked_read(mu_, written_); }
 
 int BlockDevice::open(OpenFile& f) {
   f.state = std::make_shared<BlockOpen>();

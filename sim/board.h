@@ -118,11 +118,14 @@ class Board final : public sys::Backend {
   // errno to fail with; *short_len is set for short transfers.
   int enter(Call c, const std::string& path, unsigned long request, uint64_t length, Request** req,
             long* short_len = nullptr);
+  // enter() for a transfer of *n bytes, which a short-transfer fault cuts.
+  int enter_transfer(Call c, const std::string& path, unsigned long request, size_t* n, Request** req);
   bool lookup(int fd, Desc* out) const { return fds_.lookup(fd, out); }
   // The file system mounted over path and the name below its mount point;
   // false when path is not under a mounted file system.
   bool mounted_fs(const std::string& path, std::shared_ptr<Device>* dev, std::string* name) const;
   int open_on(const std::shared_ptr<Device>& dev, const std::string& path, int flags, Request* req);
+  int sync_file(int fd, bool data_only);
   // select over descriptors of the board's own.
   bool selects_board_fd(int nfds, fd_set* r, fd_set* w, fd_set* e) const;
   int ready_now(int nfds, const fd_set* r, const fd_set* w, fd_set* rr, fd_set* ww) const;
@@ -145,6 +148,13 @@ class Board final : public sys::Backend {
   AffinityTable affinity_;
   ThreadSet threads_;
 };
+
+// The model behind the node at path, if that node is a Node (else null).
+template <class Node>
+std::shared_ptr<typename Node::ModelType> model_at(const Board& board, const std::string& path) {
+  auto node = std::dynamic_pointer_cast<Node>(board.device(path));
+  return node ? node->model() : nullptr;
+}
 
 // Make board the backend of this process (null restores Linux).
 void install(Board* board);

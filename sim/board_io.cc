@@ -12,14 +12,19 @@
 
 namespace sim {
 
+int Board::enter_transfer(Call c, const std::string& path, unsigned long request, size_t* n, Request** req) {
+  long short_len = -1;
+  int err = enter(c, path, request, *n, req, &short_len);
+  if (err == 0 && short_len >= 0) *n = std::min(*n, static_cast<size_t>(short_len));
+  return err;
+}
+
 ssize_t Board::read(int fd, void* buf, size_t n) {
   Desc d;
   bool simulated = lookup(fd, &d);
   std::string path = simulated ? d.file->path : (fd == 0 ? "<console>" : "");
   Request* req = nullptr;
-  long short_len = -1;
-  if (int err = enter(Call::Read, path, 0, n, &req, &short_len)) return fail_with(err);
-  if (short_len >= 0) n = std::min(n, static_cast<size_t>(short_len));
+  if (int err = enter_transfer(Call::Read, path, 0, &n, &req)) return fail_with(err);
   if (simulated) {
     d.file->request = req;
     ssize_t rc = d.dev->read(*d.file, buf, n);
@@ -34,9 +39,7 @@ ssize_t Board::write(int fd, const void* buf, size_t n) {
   Desc d;
   bool simulated = lookup(fd, &d);
   Request* req = nullptr;
-  long short_len = -1;
-  if (int err = enter(Call::Write, simulated ? d.file->path : "", 0, n, &req, &short_len)) return fail_with(err);
-  if (short_len >= 0) n = std::min(n, static_cast<size_t>(short_len));
+  if (int err = enter_transfer(Call::Write, simulated ? d.file->path : "", 0, &n, &req)) return fail_with(err);
   if (!simulated) return ::write(fd, buf, n);
   const auto* p = static_cast<const uint8_t*>(buf);
   req->bytes.assign(p, p + n);
@@ -50,10 +53,8 @@ ssize_t Board::pread(int fd, void* buf, size_t n, off_t off) {
   Desc d;
   bool simulated = lookup(fd, &d);
   Request* req = nullptr;
-  long short_len = -1;
-  if (int err = enter(Call::Read, simulated ? d.file->path : "", static_cast<unsigned long>(off), n, &req, &short_len))
+  if (int err = enter_transfer(Call::Read, simulated ? d.file->path : "", static_cast<unsigned long>(off), &n, &req))
     return fail_with(err);
-  if (short_len >= 0) n = std::min(n, static_cast<size_t>(short_len));
   if (!simulated) return ::pread(fd, buf, n, off);
   ssize_t rc = d.dev->pread(*d.file, buf, n, off);
   return rc < 0 ? fail_with(static_cast<int>(-rc)) : rc;
@@ -63,10 +64,8 @@ ssize_t Board::pwrite(int fd, const void* buf, size_t n, off_t off) {
   Desc d;
   bool simulated = lookup(fd, &d);
   Request* req = nullptr;
-  long short_len = -1;
-  if (int err = enter(Call::Write, simulated ? d.file->path : "", static_cast<unsigned long>(off), n, &req, &short_len))
+  if (int err = enter_transfer(Call::Write, simulated ? d.file->path : "", static_cast<unsigned long>(off), &n, &req))
     return fail_with(err);
-  if (short_len >= 0) n = std::min(n, static_cast<size_t>(short_len));
   if (!simulated) return ::pwrite(fd, buf, n, off);
   const auto* p = static_cast<const uint8_t*>(buf);
   req->bytes.assign(p, p + n);
@@ -100,20 +99,17 @@ int Board::ioctl(int fd, unsigned long request, void* arg) {
   return rc < 0 ? fail_with(-rc) : rc;
 }
 
-int Board::fsync(int fd) {
-  Desc d;
-  bool simulated = lookup(fd, &d);
-  if (int err = enter(Call::Fsync, simulated ? d.file->path : "", 0, 0, nullptr)) return fail_with(err);
-  if (!simulated) return ::fsync(fd);
-  int rc = d.dev->fsync(*d.file);
-  return rc < 0 ? fail_with(-rc) : rc;
-}
+int Board::fsync(int fd) { return sync_file(fd, false); }
 
-int Board::fdatasync(int fd) {
+int Board::fdatasync(int fd) { return sync_file(fd, true); }
+
+// Both are one request to a model; the log tells them apart by the request
+// word (1: data only).
+int Board::sync_file(int fd, bool data_only) {
   Desc d;
   bool simulated = lookup(fd, &d);
-  if (int err = enter(Call::Fsync, simulated ? d.file->path : "", 1, 0, nullptr)) return fail_with(err);
-  if (!simulated) return ::fdatasync(fd);
+  if (int err = enter(Call::Fsync, simulated ? d.file->path : "", data_only ? 1 : 0, 0, nullptr)) return fail_with(err);
+  if (!simulated) return data_only ? ::fdatasync(fd) : ::fsync(fd);
   int rc = d.dev->fsync(*d.file);
   return rc < 0 ? fail_with(-rc) : rc;
 }

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <atomic>
 
+#include "locked.h"
+
 namespace sim {
 
 namespace {
@@ -77,35 +79,23 @@ Clock::Aside::~Aside() {
   ++clock_.running_;
 }
 
-uint64_t Clock::now_ns() const {
-  std::lock_guard<std::mutex> lock(mu_);
-  return now_ns_;
-}
+uint64_t Clock::now_ns() const { return locked_read(mu_, now_ns_); }
 
-uint64_t Clock::realtime_base_ns() const {
-  std::lock_guard<std::mutex> lock(mu_);
-  return realtime_base_ns_;
-}
+uint64_t Clock::realtime_base_ns() const { return locked_read(mu_, realtime_base_ns_); }
 
 void Clock::set_realtime(uint64_t ns_since_epoch) {
   std::lock_guard<std::mutex> lock(mu_);
   realtime_base_ns_ = ns_since_epoch - now_ns_;
 }
 
-void Clock::set_driver_here() {
-  std::lock_guard<std::mutex> lock(mu_);
-  driver_ = std::this_thread::get_id();
-}
+void Clock::set_driver_here() { locked_write(mu_, driver_, std::this_thread::get_id()); }
 
 void Clock::on_advance(std::function<void(uint64_t)> fn) {
   std::lock_guard<std::mutex> lock(mu_);
   tickers_.push_back(std::move(fn));
 }
 
-void Clock::on_signal(std::function<void(int)> fn) {
-  std::lock_guard<std::mutex> lock(mu_);
-  deliver_ = std::move(fn);
-}
+void Clock::on_signal(std::function<void(int)> fn) { locked_write(mu_, deliver_, std::move(fn)); }
 
 void Clock::sleep_ns(uint64_t ns, const std::function<bool()>& stop) {
   std::unique_lock<std::mutex> lock(mu_);

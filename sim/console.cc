@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "locked.h"
+
 namespace sim {
 
 void Console::script(const std::string& text) {
@@ -21,13 +23,9 @@ size_t Console::read(void* buf, size_t n) {
 }
 
 struct termios Console::attributes() const {
-  std::lock_guard<std::mutex> lock(mu_);
-  return termios_;
+  return locked_read(mu_, termios_);
 }
 
-void Console::set_attributes(const struct termios& t) {
-  std::lock_guard<std::mutex> lock(mu_);
-  termios_ = t;
-}
+void Console::set_attributes(const struct termios& t) { locked_write(mu_, termios_, t); }
 
 }  // namespace sim

@@ -81,4 +81,17 @@ class Device {
   virtual FileSystem* file_system() { return nullptr; }
 };
 
+// One of several nodes over the same model (a controller, a bus, a flash
+// chip); the model carries its own lock, since the nodes are used at once.
+template <class Model>
+class ModelDevice : public Device {
+ public:
+  using ModelType = Model;
+  explicit ModelDevice(std::shared_ptr<Model> model) : model_(std::move(model)) {}
+  const std::shared_ptr<Model>& model() const { return model_; }
+
+ protected:
+  std::shared_ptr<Model> model_;
+};
+
 }  // namespace sim

@@ -135,11 +135,18 @@ bool AtaDisk::plain_command(uint8_t cmd, uint8_t* data) {
   }
 }
 
+bool AtaDisk::smart_switch(uint8_t feature) {
+  if (feature != 0xD8 && feature != 0xD9) return false;
+  smart_enabled = feature == 0xD8;
+  return true;
+}
+
 int AtaDisk::drive_cmd(OpenFile& f, uint8_t* buf) {
   record(f, buf, 4);
   uint8_t* data = buf + 4;
   if (plain_command(buf[0], data)) return 0;
   if (buf[0] != 0xB0) return -EIO;
+  if (smart_switch(buf[2])) return 0;
   switch (buf[2]) {
     case 0xD0:
       if (!smart_enabled) return -EIO;
@@ -153,12 +160,6 @@ int AtaDisk::drive_cmd(OpenFile& f, uint8_t* buf) {
       return smart_enabled ? 0 : -EIO;
     case 0xD5:
       memset(data, 0, 512);
-      return 0;
-    case 0xD8:
-      smart_enabled = true;
-      return 0;
-    case 0xD9:
-      smart_enabled = false;
       return 0;
     default:
       return -EIO;
@@ -223,18 +224,13 @@ int AtaDisk::sg_io(OpenFile& f, void* arg) {
     hdr->status = 2;  // CHECK CONDITION
     return 0;
   }
+  if (smart_switch(cdb[4])) return 0;
   switch (cdb[4]) {
     case 0xD0:
       give(smart_values.data(), 512);
       return 0;
     case 0xD1:
       give(smart_thresholds.data(), 512);
-      return 0;
-    case 0xD8:
-      smart_enabled = true;
-      return 0;
-    case 0xD9:
-      smart_enabled = false;
       return 0;
     case 0xDA: {
       uint8_t status[8] = {sg_status_byte};

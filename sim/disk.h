@@ -57,6 +57,8 @@ class AtaDisk final : public Device {
  private:
   // STANDBY, FLUSH and IDENTIFY, alike on both transports; false for others.
   bool plain_command(uint8_t cmd, uint8_t* data);
+  // SMART ENABLE and DISABLE OPERATIONS, alike on both; false for others.
+  bool smart_switch(uint8_t feature);
   int drive_cmd(OpenFile& f, uint8_t* buf);
   int drive_task(OpenFile& f, uint8_t* regs);
   int taskfile(OpenFile& f, uint8_t* buf);

@@ -4,6 +4,8 @@
 
 #include <cstring>
 
+#include "locked.h"
+
 namespace sim {
 
 using tav::EnvKey;
@@ -109,15 +111,9 @@ void EnvDevice::clear() {
   vars_.clear();
 }
 
-std::string EnvDevice::password() const {
-  std::lock_guard<std::mutex> lock(mu_);
-  return password_;
-}
+std::string EnvDevice::password() const { return locked_read(mu_, password_); }
 
-void EnvDevice::set_refuse_empty(bool refuse) {
-  std::lock_guard<std::mutex> lock(mu_);
-  refuse_empty_ = refuse;
-}
+void EnvDevice::set_refuse_empty(bool refuse) { locked_write(mu_, refuse_empty_, refuse); }
 
 void EnvDevice::add_variable_after_counts(int n) {
   std::lock_guard<std::mutex> lock(mu_);
@@ -125,10 +121,7 @@ void EnvDevice::add_variable_after_counts(int n) {
   counts_ = 0;
 }
 
-void EnvDevice::set_passthrough_bootargs(const std::string& value) {
-  std::lock_guard<std::mutex> lock(mu_);
-  passthrough_bootargs_ = value;
-}
+void EnvDevice::set_passthrough_bootargs(const std::string& value) { locked_write(mu_, passthrough_bootargs_, value); }
 
 void add_env(Board& board) { board.add(tav::kEnvPath, std::make_shared<EnvDevice>()); }
 

@@ -56,9 +56,9 @@ int I2cBus::open(OpenFile& f) {
 }
 
 ssize_t I2cBus::read(OpenFile& f, void* buf, size_t n) {
-  std::lock_guard<std::mutex> lock(chips_->mu);
+  std::lock_guard<std::mutex> lock(model_->mu);
   uint32_t addr = static_cast<BusState*>(f.state.get())->slave;
-  I2cChip* chip = chips_->find(addr);
+  I2cChip* chip = model_->find(addr);
   if (chip == nullptr) {
     log_message(f, addr, true, nullptr, 0);
     return -ENXIO;
@@ -69,10 +69,10 @@ ssize_t I2cBus::read(OpenFile& f, void* buf, size_t n) {
 }
 
 ssize_t I2cBus::write(OpenFile& f, const void* buf, size_t n) {
-  std::lock_guard<std::mutex> lock(chips_->mu);
+  std::lock_guard<std::mutex> lock(model_->mu);
   uint32_t addr = static_cast<BusState*>(f.state.get())->slave;
   if (f.request != nullptr) f.request->bytes.clear();
-  I2cChip* chip = chips_->find(addr);
+  I2cChip* chip = model_->find(addr);
   if (chip == nullptr) {
     log_message(f, addr, false, nullptr, 0);
     return -ENXIO;
@@ -83,7 +83,7 @@ ssize_t I2cBus::write(OpenFile& f, const void* buf, size_t n) {
 }
 
 int I2cBus::ioctl(OpenFile& f, unsigned long request, void* arg) {
-  std::lock_guard<std::mutex> lock(chips_->mu);
+  std::lock_guard<std::mutex> lock(model_->mu);
   if (request == tav::I2C_SLAVE) {
     auto addr = reinterpret_cast<uintptr_t>(arg);
     if (addr > 0x7F) return -EINVAL;
@@ -103,7 +103,7 @@ int I2cBus::ioctl(OpenFile& f, unsigned long request, void* arg) {
   for (uint32_t i = 0; i < rdwr->nmsgs; ++i) {
     const tav::I2cMsg& m = rdwr->msgs[i];
     bool rd = (m.flags & tav::I2C_M_RD) != 0;
-    I2cChip* chip = chips_->find(m.addr);
+    I2cChip* chip = model_->find(m.addr);
     if (chip == nullptr) {
       log_message(f, m.addr, rd, nullptr, 0);
       return -ENXIO;
@@ -122,13 +122,13 @@ int ExtI2cNode::ioctl(OpenFile& f, unsigned long request, void* arg) {
   auto* r = static_cast<tav::ExtI2cRecord*>(arg);
   if (r == nullptr) return -EFAULT;
   if (r->reg_bytes < 1 || r->reg_bytes > 2 || r->data_bytes != 1) return -EINVAL;
-  std::lock_guard<std::mutex> lock(chips_->mu);
+  std::lock_guard<std::mutex> lock(model_->mu);
   const uint32_t addr7 = r->dev_addr >> 1;
   uint8_t frame[3];
   size_t n = 0;
   if (r->reg_bytes == 2) frame[n++] = static_cast<uint8_t>(r->reg_addr >> 8);
   frame[n++] = static_cast<uint8_t>(r->reg_addr);
-  I2cChip* chip = chips_->find(addr7);
+  I2cChip* chip = model_->find(addr7);
   if (chip == nullptr) {
     log_message(f, addr7, false, nullptr, 0);
     return -ENXIO;
@@ -160,8 +160,8 @@ void add_i2c_devices(Board& board) {
 }
 
 I2cChip* i2c_chip(Board& board, int bus, uint16_t addr7) {
-  auto dev = std::dynamic_pointer_cast<I2cBus>(board.device("/dev/i2c-" + std::to_string(bus)));
-  return dev ? dev->chips().find(addr7) : nullptr;
+  auto chips = model_at<I2cBus>(board, "/dev/i2c-" + std::to_string(bus));
+  return chips ? chips->find(addr7) : nullptr;
 }
 
 }  // namespace sim

@@ -39,27 +39,20 @@ struct I2cChips {
 };
 
 // /dev/i2c-N: I2C_SLAVE, I2C_RDWR, and read/write to the chosen slave.
-class I2cBus final : public Device {
+class I2cBus final : public ModelDevice<I2cChips> {
  public:
-  explicit I2cBus(std::shared_ptr<I2cChips> chips) : chips_(std::move(chips)) {}
+  using ModelDevice::ModelDevice;
   int open(OpenFile& f) override;
   ssize_t read(OpenFile& f, void* buf, size_t n) override;
   ssize_t write(OpenFile& f, const void* buf, size_t n) override;
   int ioctl(OpenFile& f, unsigned long request, void* arg) override;
-  I2cChips& chips() { return *chips_; }
-
- private:
-  std::shared_ptr<I2cChips> chips_;
 };
 
 // The vendor node: one register of one chip per request, 8-bit addresses.
-class ExtI2cNode final : public Device {
+class ExtI2cNode final : public ModelDevice<I2cChips> {
  public:
-  explicit ExtI2cNode(std::shared_ptr<I2cChips> chips) : chips_(std::move(chips)) {}
+  using ModelDevice::ModelDevice;
   int ioctl(OpenFile& f, unsigned long request, void* arg) override;
-
- private:
-  std::shared_ptr<I2cChips> chips_;
 };
 
 // Buses 0 and 1, each with an 8-bit-addressed chip at 0x50; bus 1 also has a

@@ -21,16 +21,15 @@ uint32_t order_of(uint64_t size) {
   return order;
 }
 
-class MmzDevice final : public Device {
+class MmzDevice final : public ModelDevice<MmzZone> {
  public:
-  explicit MmzDevice(std::shared_ptr<MmzZone> zone) : zone_(std::move(zone)) {}
+  using ModelDevice::ModelDevice;
   int ioctl(OpenFile& f, unsigned long request, void* arg) override;
-  std::shared_ptr<MmzZone> zone_;
 };
 
 int MmzDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
   if (arg == nullptr) return -EFAULT;
-  MmzZone& z = *zone_;
+  MmzZone& z = *model_;
   std::lock_guard<std::mutex> lock(z.mu);
   MmbInfo m;
   memcpy(&m, arg, sizeof m);
@@ -98,9 +97,9 @@ int MmzDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
 
 // Maps physical memory at its file offset, as /dev/mem does, and takes the
 // cache flush requests for such mappings.
-class MemdevDevice final : public Device {
+class MemdevDevice final : public ModelDevice<MmzZone> {
  public:
-  explicit MemdevDevice(std::shared_ptr<MmzZone> zone) : zone_(std::move(zone)), mem_(zone_->mem) {}
+  explicit MemdevDevice(std::shared_ptr<MmzZone> zone) : ModelDevice(std::move(zone)), mem_(model_->mem) {}
   void* mmap(OpenFile& f, size_t len, int prot, int flags, off_t off, int* err) override {
     return mem_.mmap(f, len, prot, flags, off, err);
   }
@@ -110,13 +109,12 @@ class MemdevDevice final : public Device {
     MemdevFlush r;
     memcpy(&r, arg, sizeof r);
     f.log_sent(&r, sizeof r);
-    std::lock_guard<std::mutex> lock(zone_->mu);
-    zone_->memdev_flushes.push_back(r);
+    std::lock_guard<std::mutex> lock(model_->mu);
+    model_->memdev_flushes.push_back(r);
     return 0;
   }
 
  private:
-  std::shared_ptr<MmzZone> zone_;
   MemDevice mem_;  // /dev/mem's mapping rules
 };
 
@@ -127,10 +125,7 @@ MmzZone::~MmzZone() {
     if (kv.second.mapping != nullptr) ::munmap(kv.second.mapping, kv.second.size);
 }
 
-std::shared_ptr<MmzZone> mmz_zone(Board& board) {
-  auto dev = std::dynamic_pointer_cast<MmzDevice>(board.device(kMmzPath));
-  return dev ? dev->zone_ : nullptr;
-}
+std::shared_ptr<MmzZone> mmz_zone(Board& board) { return model_at<MmzDevice>(board, kMmzPath); }
 
 void add_mmz(Board& board) {
   auto zone = std::make_shared<MmzZone>(board.mem());

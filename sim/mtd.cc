@@ -17,16 +17,15 @@ using namespace tav;
 constexpr uint8_t kMtdNandFlash = 4;
 constexpr uint32_t kMtdWriteable = 0x400;
 
-class TavmtdDevice final : public Device {
+class TavmtdDevice final : public ModelDevice<NandFlash> {
  public:
-  explicit TavmtdDevice(std::shared_ptr<NandFlash> flash) : flash_(std::move(flash)) {}
+  using ModelDevice::ModelDevice;
   int ioctl(OpenFile& f, unsigned long request, void* arg) override;
-  std::shared_ptr<NandFlash> flash_;
 };
 
 int TavmtdDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
   if (arg == nullptr) return -EFAULT;
-  NandFlash& nf = *flash_;
+  NandFlash& nf = *model_;
   std::lock_guard<std::mutex> lock(nf.mu);
   auto part_of = [&](uint32_t n) { return n < nf.parts.size() ? &nf.parts[n] : nullptr; };
   switch (request) {
@@ -90,29 +89,28 @@ int TavmtdDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
 // writes only clear bits until the next erase; /dev/mtdblockN has the block
 // layer erase behind each write, so data is simply replaced. Many threads
 // may use either at once.
-class MtdNode : public Device {
+class MtdNode : public ModelDevice<NandFlash> {
  public:
   MtdNode(std::shared_ptr<NandFlash> flash, uint32_t index, bool raw)
-      : flash_(std::move(flash)), index_(index), raw_(raw) {}
+      : ModelDevice(std::move(flash)), index_(index), raw_(raw) {}
   ssize_t read(OpenFile& f, void* buf, size_t n) override {
-    std::lock_guard<std::mutex> lock(flash_->mu);
-    ssize_t rc = flash_->read(index_, static_cast<uint64_t>(f.pos), buf, n);
+    std::lock_guard<std::mutex> lock(model_->mu);
+    ssize_t rc = model_->read(index_, static_cast<uint64_t>(f.pos), buf, n);
     if (rc > 0) f.pos += rc;
     return rc;
   }
   ssize_t write(OpenFile& f, const void* buf, size_t n) override {
-    std::lock_guard<std::mutex> lock(flash_->mu);
-    ssize_t rc = flash_->write(index_, static_cast<uint64_t>(f.pos), buf, n, raw_);
+    std::lock_guard<std::mutex> lock(model_->mu);
+    ssize_t rc = model_->write(index_, static_cast<uint64_t>(f.pos), buf, n, raw_);
     if (rc > 0) f.pos += rc;
     return rc;
   }
   off_t size() override {
-    std::lock_guard<std::mutex> lock(flash_->mu);
-    return static_cast<off_t>(flash_->parts[index_].data.size());
+    std::lock_guard<std::mutex> lock(model_->mu);
+    return static_cast<off_t>(model_->parts[index_].data.size());
   }
 
  protected:
-  std::shared_ptr<NandFlash> flash_;
   uint32_t index_;
 
  private:
@@ -124,8 +122,8 @@ class MtdCharDevice final : public MtdNode {
   MtdCharDevice(std::shared_ptr<NandFlash> flash, uint32_t index) : MtdNode(std::move(flash), index, true) {}
   int ioctl(OpenFile&, unsigned long request, void* arg) override {
     if (arg == nullptr) return -EFAULT;
-    std::lock_guard<std::mutex> lock(flash_->mu);
-    const auto& p = flash_->parts[index_];
+    std::lock_guard<std::mutex> lock(model_->mu);
+    const auto& p = model_->parts[index_];
     if (request == MEMGETINFO) {
       MtdInfoUser info;
       memset(&info, 0, sizeof info);
@@ -134,7 +132,7 @@ class MtdCharDevice final : public MtdNode {
       info.size = static_cast<uint32_t>(p.data.size());
       info.erasesize = NandFlash::kEraseSize;
       info.writesize = NandFlash::kWriteSize;
-      info.oobsize = flash_->oob_size;
+      info.oobsize = model_->oob_size;
       memcpy(arg, &info, sizeof info);
       return 0;
     }
@@ -203,10 +201,7 @@ ssize_t NandFlash::read(uint32_t n, uint64_t off, void* buf, size_t len) {
   return static_cast<ssize_t>(len);
 }
 
-std::shared_ptr<NandFlash> nand_flash(Board& board) {
-  auto dev = std::dynamic_pointer_cast<TavmtdDevice>(board.device(kTavmtdPath));
-  return dev ? dev->flash_ : nullptr;
-}
+std::shared_ptr<NandFlash> nand_flash(Board& board) { return model_at<TavmtdDevice>(board, kTavmtdPath); }
 
 void add_mtd(Board& board) {
   // Boot loader, the partition the switch test writes, kernel, root file system.

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "locked.h"
+
 namespace sim {
 
 void NodeTable::add(const std::string& path, std::shared_ptr<Device> dev) {
@@ -53,10 +55,7 @@ bool MountTable::remove(const std::string& target) {
   return mounts_.erase(target) != 0;
 }
 
-std::map<std::string, std::string> MountTable::all() const {
-  std::lock_guard<std::mutex> lock(mu_);
-  return mounts_;
-}
+std::map<std::string, std::string> MountTable::all() const { return locked_read(mu_, mounts_); }
 
 std::vector<MountTable::Cover> MountTable::covering(const std::string& path) const {
   std::vector<Cover> out;

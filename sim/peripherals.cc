@@ -6,6 +6,8 @@
 #include <cstring>
 #include <string>
 
+#include "locked.h"
+
 namespace sim {
 
 namespace {
@@ -168,10 +170,7 @@ void WatchdogDevice::tick(uint64_t now_ns) {
   throw ProcessExit{kBoardResetStatus};
 }
 
-int WatchdogDevice::timeout_s() const {
-  std::lock_guard<std::mutex> lock(mu_);
-  return timeout_s_;
-}
+int WatchdogDevice::timeout_s() const { return locked_read(mu_, timeout_s_); }
 
 // ---- hidraw and IR ---------------------------------------------------------
 

@@ -1,5 +1,7 @@
 #include "request_log.h"
 
+#include "locked.h"
+
 namespace sim {
 
 const char* call_name(Call c) {
@@ -28,10 +30,7 @@ Request* RequestLog::add(Call c, const std::string& path, unsigned long request,
   return entry;
 }
 
-size_t RequestLog::calls() const {
-  std::lock_guard<std::mutex> lock(mu_);
-  return calls_;
-}
+size_t RequestLog::calls() const { return locked_read(mu_, calls_); }
 
 std::vector<Request> RequestLog::entries() const {
   std::lock_guard<std::mutex> lock(mu_);

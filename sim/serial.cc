@@ -10,6 +10,8 @@
 #include <cstring>
 #include <memory>
 
+#include "locked.h"
+
 namespace sim {
 
 namespace {
@@ -56,14 +58,10 @@ int SerialPort::tcflush(OpenFile&, int queue) {
 }
 
 struct termios SerialPort::attrs() const {
-  std::lock_guard<std::mutex> lock(mu_);
-  return attrs_;
+  return locked_read(mu_, attrs_);
 }
 
-int SerialPort::flushes() const {
-  std::lock_guard<std::mutex> lock(mu_);
-  return flushes_;
-}
+int SerialPort::flushes() const { return locked_read(mu_, flushes_); }
 
 // ---- front panel -----------------------------------------------------------
 
@@ -84,10 +82,7 @@ void PanelDevice::send_after(uint64_t delay_ns, const std::vector<uint8_t>& byte
   in_.push_back({last_at_ns_, bytes});
 }
 
-void PanelDevice::set_answers_heartbeat(bool on) {
-  std::lock_guard<std::mutex> lock(mu_);
-  answer_heartbeat_ = on;
-}
+void PanelDevice::set_answers_heartbeat(bool on) { locked_write(mu_, answer_heartbeat_, on); }
 
 ssize_t PanelDevice::read(OpenFile& f, void* buf, size_t n) {
   std::lock_guard<std::mutex> lock(mu_);
@@ -127,15 +122,9 @@ uint64_t PanelDevice::readable_at(OpenFile&) {
   return in_.empty() ? UINT64_MAX : in_.front().at_ns;
 }
 
-std::vector<std::vector<uint8_t>> PanelDevice::writes() const {
-  std::lock_guard<std::mutex> lock(mu_);
-  return writes_;
-}
+std::vector<std::vector<uint8_t>> PanelDevice::writes() const { return locked_read(mu_, writes_); }
 
-size_t PanelDevice::heartbeats() const {
-  std::lock_guard<std::mutex> lock(mu_);
-  return heartbeats_;
-}
+size_t PanelDevice::heartbeats() const { return locked_read(mu_, heartbeats_); }
 
 bool PanelDevice::wait_heartbeats(size_t n) const {
   std::unique_lock<std::mutex> lock(mu_);
@@ -169,10 +158,7 @@ bool Rs485Port::readable(OpenFile&) {
   return !echo_.empty();
 }
 
-std::vector<uint8_t> Rs485Port::sent() const {
-  std::lock_guard<std::mutex> lock(mu_);
-  return sent_;
-}
+std::vector<uint8_t> Rs485Port::sent() const { return locked_read(mu_, sent_); }
 
 // ---- host terminals ----------------------------------------------------------
 

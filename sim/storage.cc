@@ -24,12 +24,12 @@ std::array<uint8_t, 32> StorageController::password_for(uint32_t index, const st
 }
 
 int StorageDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
-  std::lock_guard<std::mutex> lock(c_->mu);
+  std::lock_guard<std::mutex> lock(model_->mu);
   switch (request) {
     case tav::STOR_CMD_SCAN_DONE: {
-      if (c_->scan_request_fails) return -EIO;
-      int32_t done = c_->scan_polls > 0 ? 0 : 1;
-      if (c_->scan_polls > 0) --c_->scan_polls;
+      if (model_->scan_request_fails) return -EIO;
+      int32_t done = model_->scan_polls > 0 ? 0 : 1;
+      if (model_->scan_polls > 0) --model_->scan_polls;
       memcpy(arg, &done, sizeof done);
       return 0;
     }
@@ -39,16 +39,16 @@ int StorageDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
       int port = s.readErr;
       f.log_sent(&port, 4);
       if (port < 0 || port >= tav::kPorts) return -EINVAL;
-      s = c_->ports[port].status;
-      if (!c_->present(port)) s.hdStatus |= tav::kHdNoDiskBit;
+      s = model_->ports[port].status;
+      if (!model_->present(port)) s.hdStatus |= tav::kHdNoDiskBit;
       memcpy(arg, &s, sizeof s);
       return 0;
     }
     case tav::STOR_CMD_ERR_REQ:
-      memcpy(arg, &c_->err_request, sizeof c_->err_request);
+      memcpy(arg, &model_->err_request, sizeof model_->err_request);
       return 0;
     case tav::STOR_CMD_RESET_COUNT:
-      memcpy(arg, &c_->reset_count, sizeof c_->reset_count);
+      memcpy(arg, &model_->reset_count, sizeof model_->reset_count);
       return 0;
     case tav::STOR_CMD_GET_PASSWORD: {
       tav::PasswordRequest r;
@@ -69,15 +69,15 @@ int PowerDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
   uint32_t port;
   memcpy(&port, arg, sizeof port);
   f.log_sent(&port, 4);
-  std::lock_guard<std::mutex> lock(c_->mu);
+  std::lock_guard<std::mutex> lock(model_->mu);
   if (port >= tav::kPorts) return -EINVAL;
-  auto& p = c_->ports[port];
+  auto& p = model_->ports[port];
   if (request == tav::HD_POWER_DOWN) {
     p.powered = false;
     return 0;
   }
   if (request == tav::HD_POWER_UP) {
-    if (!p.powered) p.back_at_ns = c_->clock_.now_ns() + c_->spin_up_ns;
+    if (!p.powered) p.back_at_ns = model_->clock_.now_ns() + model_->spin_up_ns;
     p.powered = true;
     return 0;
   }
@@ -89,20 +89,20 @@ int BufferDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
   memcpy(&r, arg, sizeof r);
   f.log_sent(arg, sizeof r);
   std::string name(r.name, strnlen(r.name, sizeof r.name));
-  std::lock_guard<std::mutex> lock(c_->mu);
+  std::lock_guard<std::mutex> lock(model_->mu);
   switch (request) {
     case tav::HDBUFF_GET: {
-      auto it = c_->buffers.find(name);
-      if (it == c_->buffers.end()) return -ENODEV;
+      auto it = model_->buffers.find(name);
+      if (it == model_->buffers.end()) return -ENODEV;
       // The size comes back in the record's first word.
       memcpy(arg, &it->second, sizeof it->second);
       return 0;
     }
     case tav::HDBUFF_SET:
-      c_->buffers[name] = r.size_mb;
+      model_->buffers[name] = r.size_mb;
       return 0;
     case tav::HDBUFF_CLEAR:
-      if (c_->buffers.erase(name) == 0) return -ENODEV;
+      if (model_->buffers.erase(name) == 0) return -ENODEV;
       return 0;
     default:
       return -ENOTTY;
@@ -118,14 +118,14 @@ ssize_t TextFile::read(OpenFile& f, void* buf, size_t n) {
 }
 
 void add_date_chip(Board& board, uint8_t yy, uint8_t mm, uint8_t dd) {
-  auto bus = std::dynamic_pointer_cast<I2cBus>(board.device("/dev/i2c-0"));
+  auto bus = model_at<I2cBus>(board, "/dev/i2c-0");
   if (bus == nullptr) return;
   auto chip = std::make_shared<I2cChip>(1);
   chip->regs()[0] = yy;
   chip->regs()[1] = mm;
   chip->regs()[2] = dd;
-  std::lock_guard<std::mutex> lock(bus->chips().mu);
-  bus->chips().at[0x6c] = chip;
+  std::lock_guard<std::mutex> lock(bus->mu);
+  bus->at[0x6c] = chip;
 }
 
 std::shared_ptr<StorageController> add_storage(Board& board) {

@@ -42,31 +42,22 @@ class StorageController {
   Clock& clock_;
 };
 
-class StorageDevice final : public Device {
+class StorageDevice final : public ModelDevice<StorageController> {
  public:
-  explicit StorageDevice(std::shared_ptr<StorageController> c) : c_(std::move(c)) {}
+  using ModelDevice::ModelDevice;
   int ioctl(OpenFile& f, unsigned long request, void* arg) override;
-
- private:
-  std::shared_ptr<StorageController> c_;
 };
 
-class PowerDevice final : public Device {
+class PowerDevice final : public ModelDevice<StorageController> {
  public:
-  explicit PowerDevice(std::shared_ptr<StorageController> c) : c_(std::move(c)) {}
+  using ModelDevice::ModelDevice;
   int ioctl(OpenFile& f, unsigned long request, void* arg) override;
-
- private:
-  std::shared_ptr<StorageController> c_;
 };
 
-class BufferDevice final : public Device {
+class BufferDevice final : public ModelDevice<StorageController> {
  public:
-  explicit BufferDevice(std::shared_ptr<StorageController> c) : c_(std::move(c)) {}
+  using ModelDevice::ModelDevice;
   int ioctl(OpenFile& f, unsigned long request, void* arg) override;
-
- private:
-  std::shared_ptr<StorageController> c_;
 };
 
 // A read-only text file such as the ones under /proc.

@@ -12,6 +12,21 @@ using namespace tav;
 
 void copy_str(char* dst, size_t n, const char* src) { strncpy(dst, src, n); }
 
+// A setting the tool sends: logged, then kept.
+template <class T>
+int take(OpenFile& f, const void* arg, T* field) {
+  f.log_sent(arg, sizeof *field);
+  memcpy(field, arg, sizeof *field);
+  return 0;
+}
+
+// A reading handed back as the model holds it.
+template <class T>
+int give(void* arg, const T& value) {
+  memcpy(arg, &value, sizeof value);
+  return 0;
+}
+
 void default_hw_info(HardwareInfo& h) {
   h.magic = kHardwareInfoMagic;
   h.checksum = 0x5A3C;
@@ -149,33 +164,20 @@ int TavioDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
       f.log_sent(arg, 1);
       beeps.push_back(*static_cast<uint8_t*>(arg));
       return 0;
-    case TAVIO_ALARM_IN: {
-      uint64_t v = alarm_inputs();
-      memcpy(arg, &v, 8);
-      return 0;
-    }
+    case TAVIO_ALARM_IN:
+      return give(arg, alarm_inputs());
     case TAVIO_ALARM_OUT:
-      f.log_sent(arg, 8);
-      memcpy(&alarm_out, arg, 8);
-      return 0;
+      return take(f, arg, &alarm_out);
     case TAVIO_IOP_SET_MODE:
-      f.log_sent(arg, 8);
-      memcpy(&polarity, arg, 8);
-      return 0;
+      return take(f, arg, &polarity);
     case TAVIO_GET_BOOTPARAM:
-      memcpy(arg, &boot_param, sizeof boot_param);
-      return 0;
+      return give(arg, boot_param);
     case TAVIO_GET_HARDWRE_INFO:
-      memcpy(arg, &hw_info, sizeof hw_info);
-      return 0;
+      return give(arg, hw_info);
     case TAVIO_ENABLE_485_SEND:
-      f.log_sent(arg, 4);
-      memcpy(&rs485_send, arg, 4);
-      return 0;
+      return take(f, arg, &rs485_send);
     case TAVIO_ENABLE_485_RECEIVE:
-      f.log_sent(arg, 4);
-      memcpy(&rs485_receive, arg, 4);
-      return 0;
+      return take(f, arg, &rs485_receive);
     case TAVIO_ALARM_DETECT:
       f.log_sent(arg, 1);
       *static_cast<uint8_t*>(arg) = alarm_board ? 0 : 1;
@@ -184,14 +186,11 @@ int TavioDevice::ioctl(OpenFile& f, unsigned long request, void* arg) {
       *static_cast<uint8_t*>(arg) = rs485_board ? 0 : 1;
       return 0;
     case TAVIO_HDMI_DETECT:
-      memcpy(arg, &hdmi, 4);
-      return 0;
+      return give(arg, hdmi);
     case TAVIO_VGA_DETECT:
-      memcpy(arg, &vga, 4);
-      return 0;
+      return give(arg, vga);
     case TAVIO_RESET_DETECT:
-      memcpy(arg, &reset_key, 4);
-      return 0;
+      return give(arg, reset_key);
     case TAVIO_EXT_SLOT_INFO:
     case TAVIO_GET_HDISK_EXC:
       return indexed_request(f, request, arg);

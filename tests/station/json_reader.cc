@@ -64,45 +64,44 @@ struct Reader {
     }
     return false;
   }
+  // The comma-separated members of an object or array, from its opening
+  // bracket to close.
+  template <class Member>
+  bool members(char close, Member member) {
+    ++i;
+    blanks();
+    if (i < s.size() && s[i] == close) return ++i, true;
+    for (;;) {
+      if (!member()) return false;
+      blanks();
+      if (i < s.size() && s[i] == ',') {
+        ++i;
+        continue;
+      }
+      return i < s.size() && s[i++] == close;
+    }
+  }
   bool value(Json* v) {
     blanks();
     if (i >= s.size()) return false;
     char c = s[i];
     if (c == '{') {
       v->kind = Json::kObject;
-      ++i;
-      blanks();
-      if (i < s.size() && s[i] == '}') return ++i, true;
-      for (;;) {
+      return members('}', [&] {
         blanks();
         std::string key;
         if (!string(&key)) return false;
         blanks();
         if (i >= s.size() || s[i++] != ':') return false;
-        if (!value(&v->fields[key])) return false;
-        blanks();
-        if (i < s.size() && s[i] == ',') {
-          ++i;
-          continue;
-        }
-        return i < s.size() && s[i++] == '}';
-      }
+        return value(&v->fields[key]);
+      });
     }
     if (c == '[') {
       v->kind = Json::kArray;
-      ++i;
-      blanks();
-      if (i < s.size() && s[i] == ']') return ++i, true;
-      for (;;) {
+      return members(']', [&] {
         v->items.emplace_back();
-        if (!value(&v->items.back())) return false;
-        blanks();
-        if (i < s.size() && s[i] == ',') {
-          ++i;
-          continue;
-        }
-        return i < s.size() && s[i++] == ']';
-      }
+        return value(&v->items.back());
+      });
     }
     if (c == '"') {
       v->kind = Json::kString;

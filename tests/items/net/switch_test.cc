@@ -36,6 +36,12 @@ struct Case {
   std::string out;
 };
 
+// A command line and the text it prints.
+struct WordsCase {
+  std::vector<std::string> words;
+  std::string text;
+};
+
 class Switch : public tavtest::BoardTest {
  protected:
   sim::SwitchDevice& sw() { return *sim::switch_driver(board()); }
@@ -157,11 +163,7 @@ namespace {
 // Stations read the handler and line of a failed request; every command's
 // pair is pinned so an edit elsewhere in the tool cannot move one.
 TEST_F(Switch, failed_request_names_its_handler_and_line) {
-  struct FailCase {
-    std::vector<std::string> words;
-    std::string out;
-  };
-  const FailCase cases[] = {
+  const WordsCase cases[] = {
       {{"switch", "port_status"}, "do_port_status(74): ioctl failed, errno: 1\nrun port_status failed, errno: 1\n"},
       {{"switch", "port_status2"}, "do_port_status2(76): ioctl failed, errno: 1\nrun port_status2 failed, errno: 1\n"},
       {{"switch", "mac_lut", "00:12:34:56:78:9a"},
@@ -187,12 +189,12 @@ TEST_F(Switch, failed_request_names_its_handler_and_line) {
       {{"switch", "m_sec", "9"}, "do_mac_security_v3(273): ioctl failed, errno: 1\nrun m_sec failed, errno: 1\n"},
       {{"switch", "vlan"}, "do_set_vlan_v3(282): ioctl failed, errno: 1\nrun vlan failed, errno: 1\n"},
   };
-  for (const FailCase& c : cases) {
+  for (const WordsCase& c : cases) {
     SCOPED_TRACE(c.words[1]);
     sim::Board& b = fresh_board();
     b.fail({sim::Call::Ioctl, tav::kSwitchPath, 0, 0, EPERM});
     tavtest::Outcome o = run(tav::switch_tool, c.words);
-    EXPECT_EQ(o.out, c.out);
+    EXPECT_EQ(o.out, c.text);
     EXPECT_EQ(o.result, 0);
     EXPECT_EQ(o.open_descriptors, 0u);
   }
@@ -205,10 +207,6 @@ namespace {
 // A command without its words shows its own usage, sends nothing and is
 // reported failed.
 TEST_F(Switch, missing_words_show_the_commands_usage) {
-  struct WordsCase {
-    std::vector<std::string> words;
-    std::string usage;
-  };
   const WordsCase cases[] = {
       {{"switch", "mac_lut"}, "[mac_lut xx:xx:xx:xx:xx:xx]: get port num from MAC.\n"},
       {{"switch", "mac_lut2", "a", "b"}, "[mac_lut2 xx:xx:xx:xx:xx:xx]: get port num from MAC.v2.\n"},
@@ -222,7 +220,7 @@ TEST_F(Switch, missing_words_show_the_commands_usage) {
   for (const WordsCase& c : cases) {
     SCOPED_TRACE(c.words[1]);
     tavtest::Outcome o = run(tav::switch_tool, c.words);
-    EXPECT_TRUE(tavtest::starts_with(o.out, c.usage + "run " + c.words[1] + " failed, errno: ")) << o.out;
+    EXPECT_TRUE(tavtest::starts_with(o.out, c.text + "run " + c.words[1] + " failed, errno: ")) << o.out;
     EXPECT_TRUE(tavtest::requests_of(o, sim::Call::Ioctl).empty());
     EXPECT_EQ(o.open_descriptors, 0u);
   }
