@@ -113,6 +113,10 @@ void EnvDevice::clear() {
 
 std::string EnvDevice::password() const { return locked_read(mu_, password_); }
 
+void EnvDevice::set_password(const std::string& password) { locked_write(mu_, password_, password); }
+
+std::vector<std::pair<std::string, std::string>> EnvDevice::variables() const { return locked_read(mu_, vars_); }
+
 void EnvDevice::set_refuse_empty(bool refuse) { locked_write(mu_, refuse_empty_, refuse); }
 
 void EnvDevice::add_variable_after_counts(int n) {

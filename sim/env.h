@@ -22,6 +22,8 @@ class EnvDevice final : public Device {
   void set(const std::string& name, const std::string& value);
   void clear();
   std::string password() const;
+  void set_password(const std::string& password);
+  std::vector<std::pair<std::string, std::string>> variables() const;
 
   // The driver refuses to empty a variable unless this is turned off.
   void set_refuse_empty(bool refuse);

@@ -39,6 +39,11 @@ int64_t RtcDevice::now_ns() const {
   return base_ns_ + static_cast<int64_t>(passed * rate_ / 1000);
 }
 
+int64_t RtcDevice::seconds() const {
+  std::lock_guard<std::mutex> lock(mu_);
+  return now_ns() / kNs;
+}
+
 void RtcDevice::set_broken_reading(const tav::RtcTime& t) {
   std::lock_guard<std::mutex> lock(mu_);
   broken_ = true;

@@ -26,6 +26,7 @@ class RtcDevice final : public Device {
   void set_rate(unsigned per_mille);
   // Seconds since the epoch, UTC.
   void set_time(int64_t seconds);
+  int64_t seconds() const;
   // A broken chip: every reading is this record, whatever its fields hold.
   void set_broken_reading(const tav::RtcTime& t);
   std::vector<tav::RtcTime> sets;  // every time written

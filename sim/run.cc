@@ -6,7 +6,9 @@
 
 #include <atomic>
 #include <cstdio>
+#include <string>
 
+#include "board_state.h"
 #include "devices.h"
 #include "serial.h"
 #include "shell_setup.h"
@@ -59,6 +61,13 @@ int run_process(int argc, char** argv, int (*entry)(int, char**)) {
   auto board = make_default_board();
   if (const char* ports = getenv(kHostPortsEnv)) attach_host_ports(*board, ports);
   // A board the shell asked for but that cannot be read is not silently the default one.
+  const char* state = getenv(kStateEnv);
+  bool keeps_state = state != nullptr && *state != '\0';
+  std::string error;
+  if (keeps_state && !load_board_state(*board, state, &error)) {
+    fprintf(stderr, "simulated board: %s (remove it to start from a board as shipped)\n", error.c_str());
+    return 2;
+  }
   if (!apply_shell_setup(*board)) return 2;
   install(board.get());
   connect_to_terminal(*board);
@@ -73,6 +82,8 @@ int run_process(int argc, char** argv, int (*entry)(int, char**)) {
     status = 124;
   }
   fflush(stdout);
+  if (keeps_state && !save_board_state(*board, state))
+    fprintf(stderr, "simulated board: cannot keep the board's state in %s\n", state);
   install(nullptr);
   return status;
 }

@@ -18,11 +18,11 @@ struct ErrnoName {
   int value;
 };
 constexpr ErrnoName kErrnos[] = {
-    {"EPERM", EPERM},   {"ENOENT", ENOENT}, {"EINTR", EINTR},     {"EIO", EIO},         {"ENXIO", ENXIO},
-    {"EBADF", EBADF},   {"EAGAIN", EAGAIN}, {"ENOMEM", ENOMEM},   {"EACCES", EACCES},   {"EFAULT", EFAULT},
-    {"EBUSY", EBUSY},   {"ENODEV", ENODEV}, {"EINVAL", EINVAL},   {"ENOTTY", ENOTTY},   {"ENOSPC", ENOSPC},
-    {"EROFS", EROFS},   {"EPIPE", EPIPE},   {"ENOSYS", ENOSYS},   {"ETIMEDOUT", ETIMEDOUT},
-    {"EOPNOTSUPP", EOPNOTSUPP},
+    {"EPERM", EPERM},   {"ENOENT", ENOENT}, {"EINTR", EINTR},         {"EIO", EIO},
+    {"ENXIO", ENXIO},   {"EBADF", EBADF},   {"EAGAIN", EAGAIN},       {"ENOMEM", ENOMEM},
+    {"EACCES", EACCES}, {"EFAULT", EFAULT}, {"EBUSY", EBUSY},         {"ENODEV", ENODEV},
+    {"EINVAL", EINVAL}, {"ENOTTY", ENOTTY}, {"ENOSPC", ENOSPC},       {"EROFS", EROFS},
+    {"EPIPE", EPIPE},   {"ENOSYS", ENOSYS}, {"ETIMEDOUT", ETIMEDOUT}, {"EOPNOTSUPP", EOPNOTSUPP},
 };
 
 std::vector<std::string> split(const std::string& text, char at) {

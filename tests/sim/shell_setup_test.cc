@@ -90,8 +90,9 @@ TEST_F(ShellSetupProcess, rehearsed_failures_reach_the_items) {
   p = tavtest::run_process(dir_, "rtc", {}, {"LC_ALL=C", "TAV_SIM_FAULT=/dev/rtc0:ioctl:EIOO"});
   EXPECT_EQ(p.status, 2);
   EXPECT_EQ(p.out, "");
-  EXPECT_EQ(p.err, "simulated board: TAV_SIM_FAULT=/dev/rtc0:ioctl:EIOO: 'EIOO' is not an errno (EIO, EINVAL, ... or 1 "
-                   "to 4095)\n");
+  EXPECT_EQ(p.err,
+            "simulated board: TAV_SIM_FAULT=/dev/rtc0:ioctl:EIOO: 'EIOO' is not an errno (EIO, EINVAL, ... or 1 "
+            "to 4095)\n");
 }
 
 }  // namespace

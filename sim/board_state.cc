@@ -1,0 +1,115 @@
+#include "board_state.h"
+
+#include <sys/stat.h>
+#include <time.h>
+
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+
+#include "board.h"
+#include "env.h"
+#include "i2c.h"
+#include "net_drivers.h"
+#include "peripherals.h"
+
+namespace sim {
+
+namespace {
+
+constexpr const char* kFile = "/board.txt";
+// The chips whose registers a command can change: bus, 7-bit address.
+constexpr int kChips[][2] = {{0, 0x50}, {1, 0x50}, {1, 0x2b}};
+
+std::string hex(const std::string& bytes) {
+  static const char digits[] = "0123456789abcdef";
+  std::string out;
+  for (unsigned char c : bytes) {
+    out += digits[c >> 4];
+    out += digits[c & 0xF];
+  }
+  return out.empty() ? "-" : out;
+}
+
+bool unhex(const std::string& text, std::string* out) {
+  out->clear();
+  if (text == "-") return true;
+  if (text.size() % 2 != 0) return false;
+  for (size_t i = 0; i < text.size(); i += 2) {
+    int v = 0;
+    if (sscanf(text.c_str() + i, "%2x", &v) != 1) return false;
+    *out += static_cast<char>(v);
+  }
+  return true;
+}
+
+int64_t host_seconds() { return static_cast<int64_t>(::time(nullptr)); }
+
+}  // namespace
+
+bool save_board_state(Board& board, const std::string& dir) {
+  ::mkdir(dir.c_str(), 0755);
+  std::ofstream out(dir + kFile, std::ios::trunc);
+  if (!out) return false;
+  out << "fan " << fan(board)->duty << "\n";
+  out << "rtc " << rtc(board)->seconds() << " " << host_seconds() << "\n";
+  EnvDevice* e = env(board);
+  out << "env-password " << hex(e->password()) << "\n";
+  out << "env-clear\n";  // the variables below are all there are, even none
+  for (const auto& [name, value] : e->variables()) out << "env " << hex(name) << " " << hex(value) << "\n";
+  for (const auto& chip : kChips) {
+    I2cChip* c = i2c_chip(board, chip[0], static_cast<uint16_t>(chip[1]));
+    if (c == nullptr) continue;
+    const auto& regs = c->regs();
+    out << "i2c " << chip[0] << " " << chip[1] << " " << hex(std::string(regs.begin(), regs.end())) << "\n";
+  }
+  return static_cast<bool>(out);
+}
+
+bool load_board_state(Board& board, const std::string& dir, std::string* error) {
+  std::ifstream in(dir + kFile);
+  if (!in) return true;  // nothing kept yet
+  std::string line;
+  int number = 0;
+  while (std::getline(in, line)) {
+    ++number;
+    std::istringstream words(line);
+    std::string key;
+    words >> key;
+    bool ok = true;
+    if (key == "fan") {
+      ok = static_cast<bool>(words >> fan(board)->duty);
+    } else if (key == "rtc") {
+      int64_t seconds = 0, at = 0;
+      ok = static_cast<bool>(words >> seconds >> at);
+      // The chip ran on while no command ran.
+      if (ok) rtc(board)->set_time(seconds + (host_seconds() > at ? host_seconds() - at : 0));
+    } else if (key == "env-password") {
+      std::string text, password;
+      ok = static_cast<bool>(words >> text) && unhex(text, &password);
+      if (ok) env(board)->set_password(password);
+    } else if (key == "env") {
+      std::string n, v, name, value;
+      ok = static_cast<bool>(words >> n >> v) && unhex(n, &name) && unhex(v, &value);
+      if (ok) env(board)->set(name, value);
+    } else if (key == "env-clear") {
+      env(board)->clear();
+    } else if (key == "i2c") {
+      int bus = 0, addr = 0;
+      std::string text, regs;
+      ok = static_cast<bool>(words >> bus >> addr >> text) && unhex(text, &regs);
+      I2cChip* c = ok ? i2c_chip(board, bus, static_cast<uint16_t>(addr)) : nullptr;
+      ok = c != nullptr && regs.size() == c->regs().size();
+      if (ok) c->regs().assign(regs.begin(), regs.end());
+    } else {
+      ok = key.empty();
+    }
+    if (!ok) {
+      *error = dir + kFile + ":" + std::to_string(number) + ": cannot be read: " + line;
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace sim
