@@ -6,8 +6,12 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
 #include <functional>
 
+#include "common/process_state.h"
 #include "factory/factory.h"
 #include "harness.h"
 #include "items/items.h"
@@ -126,6 +130,9 @@ class FaultSweep : public tavtest::BoardTest, public ::testing::WithParamInterfa
   Outcome once(const Scenario& s, int nth, int err, std::string* file) {
     if (s.setup) s.setup();
     if (s.file) ::unlink(s.file);
+    // What the last run kept (its mapping, /dev/mem) goes back to the board
+    // it came from, so the fault counts only this run's calls.
+    tav::reset_process_state();
     auto fresh = sim::make_default_board();
     fresh->set_console(s.console);
     fresh->mem().fill(0x63010000, 0x5A, 0x20000);
@@ -138,6 +145,54 @@ class FaultSweep : public tavtest::BoardTest, public ::testing::WithParamInterfa
     return r;
   }
 };
+
+// One failed run as the golden record holds it: how it ended, where its
+// output first differs from the clean run's and what follows (the failure's
+// own words), and the file it wrote, by length and hash.
+std::string fnv(const std::string& bytes) {
+  uint64_t h = 1469598103934665603ull;
+  for (unsigned char c : bytes) h = (h ^ c) * 1099511628211ull;
+  char buf[24];
+  snprintf(buf, sizeof buf, "%016llx", static_cast<unsigned long long>(h));
+  return buf;
+}
+
+std::string escaped(const std::string& bytes) {
+  std::string out;
+  char buf[8];
+  for (unsigned char c : bytes) {
+    if (c > ' ' && c < 0x7F && c != '\\') {
+      out += static_cast<char>(c);
+    } else {
+      snprintf(buf, sizeof buf, "\\x%02x", c);
+      out += buf;
+    }
+  }
+  return out;
+}
+
+std::string golden_line(const Scenario& s, size_t n, int err, const Outcome& clean, const Outcome& r,
+                        const std::string& file) {
+  const std::string all = r.out + "|" + r.err;
+  const std::string base = clean.out + "|" + clean.err;
+  size_t same = 0;
+  while (same < all.size() && same < base.size() && all[same] == base[same]) ++same;
+  std::string line = std::string(s.name) + " " + std::to_string(n) + " " + (err == EIO ? "EIO" : "EINTR") + " " +
+                     (r.exited ? "exit " + std::to_string(r.status) : "return " + std::to_string(r.result)) + " @" +
+                     std::to_string(same) + " " + escaped(all.substr(same, 160)) + " " + std::to_string(all.size()) +
+                     ":" + fnv(all);
+  if (s.file) line += " file " + std::to_string(file.size()) + ":" + fnv(file);
+  return line;
+}
+
+// The golden record of every scenario's failed runs. TAVTEST_UPDATE_GOLDEN=1
+// rewrites it from this build instead of comparing (then read the diff).
+std::vector<std::string> golden_lines(const char* scenario) {
+  std::vector<std::string> lines;
+  std::ifstream in(std::string(TAVTEST_GOLDEN_DIR) + "/fault_sweep/" + scenario + ".txt");
+  for (std::string line; std::getline(in, line);) lines.push_back(line);
+  return lines;
+}
 
 size_t count_ends(const std::string& s) {
   size_t ends = 0;
@@ -156,10 +211,19 @@ TEST_P(FaultSweep, every_call_failed_in_turn_is_survived_and_said) {
   }
   const size_t calls = clean.requests.size();
   ASSERT_GT(calls, 0u);
+  const bool update = getenv("TAVTEST_UPDATE_GOLDEN") != nullptr;
+  const std::vector<std::string> golden = golden_lines(s.name);
+  std::vector<std::string> seen;
   for (size_t n = 1; n <= calls; ++n) {
     for (int err : {EIO, EINTR}) {
       std::string file;
       Outcome r = once(s, static_cast<int>(n), err, &file);
+      seen.push_back(golden_line(s, n, err, clean, r, file));
+      if (!update) {
+        // Every message, result, exit status and written file, exactly.
+        ASSERT_LT(seen.size() - 1, golden.size()) << "more calls than the golden record of " << s.name;
+        EXPECT_EQ(seen.back(), golden[seen.size() - 1]);
+      }
       SCOPED_TRACE(std::string(s.name) + " failing call " + std::to_string(n) + " " +
                    sim::call_name(clean.requests[n - 1].call) + " with " + std::to_string(err));
       EXPECT_LE(r.open_descriptors, s.descriptors_left);
@@ -193,6 +257,13 @@ TEST_P(FaultSweep, every_call_failed_in_turn_is_survived_and_said) {
         EXPECT_EQ(file, clean_file);
       }
     }
+  }
+  if (update) {
+    std::ofstream out(std::string(TAVTEST_GOLDEN_DIR) + "/fault_sweep/" + s.name + ".txt", std::ios::trunc);
+    ASSERT_TRUE(out) << "cannot write the golden record of " << s.name;
+    for (const auto& line : seen) out << line << "\n";
+  } else {
+    EXPECT_EQ(seen.size(), golden.size()) << "fewer calls than the golden record of " << s.name;
   }
 }
 
