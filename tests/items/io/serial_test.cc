@@ -6,13 +6,14 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
+#include <cstring>
 #include <functional>
 #include <string>
 #include <vector>
 
 #include "harness.h"
-#include "items/items.h"
 #include "items/io/tavio.h"
+#include "items/items.h"
 #include "sim/tavio.h"
 
 namespace {
@@ -176,6 +177,47 @@ TEST_F(Rs485, half_duplex_sends_three_pairs_to_the_fixture) {
   EXPECT_EQ(plug().sent(), Bytes(std::begin(frames), std::end(frames)));
   EXPECT_EQ(board().log_of(sim::Call::Fsync).size(), 6u);
   EXPECT_EQ(io().rs485_send, 0);
+}
+
+// The default wiring loops 26 characters through the port: a '#' for each
+// echoed one, a line for each that could not be sent, and the count of errors
+// on the closing line (32 bytes reported whatever was sent).
+TEST_F(Rs485, full_duplex_loop_counts_what_was_not_sent_or_not_echoed) {
+  const std::string head = kRsHead + "开始RS485全双工测试:\n";
+  auto marks = [](int n) { return std::string(static_cast<size_t>(n), '#'); };
+  struct Case {
+    const char* what;
+    std::function<void(sim::Board&)> setup;
+    std::string body;
+  } cases[] = {
+      {"every character echoed", nullptr, marks(26) + "\n/dev/ttyS1发送接收32字节完成, 错误次数0"},
+      {"the third write refused",
+       [](sim::Board& b) {
+         b.fail({sim::Call::Write, "/dev/ttyS1", 0, 3, EIO});
+       },
+       marks(2) + "RS485发送失败,0xffffffff,Input/output error\n" + marks(23) +
+           "\n/dev/ttyS1发送接收32字节完成, 错误次数1"},
+      {"every write refused",
+       [](sim::Board& b) {
+         b.fail({sim::Call::Write, "/dev/ttyS1", 0, 0, EAGAIN});
+       },
+       ""},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    board().clear_faults();
+    if (c.setup) c.setup(board());
+    Outcome o = run(tav::rs485_test, {});
+    if (c.body.empty()) {
+      std::string line = "RS485发送失败,0xffffffff," + std::string(strerror(EAGAIN)) + "\n";
+      std::string all;
+      for (int i = 0; i < 26; ++i) all += line;
+      EXPECT_EQ(o.out, head + all + "\n/dev/ttyS1发送接收32字节完成, 错误次数26" + kRsEnd);
+    } else {
+      EXPECT_EQ(o.out, head + c.body + kRsEnd);
+    }
+    EXPECT_EQ(o.open_descriptors, 0u);
+  }
 }
 
 }  // namespace
