@@ -39,13 +39,12 @@ constexpr ExitSite kExitSites[] = {
     {ExitAt::MiiReadUsage, "tools/mii.cc", 39},  {ExitAt::MiiReadSocket, "tools/mii.cc", 48},
     {ExitAt::MiiWriteUsage, "tools/mii.cc", 94}, {ExitAt::MiiWriteSocket, "tools/mii.cc", 102},
 };
-static_assert(
-    [] {
-      for (size_t i = 0; i < sizeof kExitSites / sizeof kExitSites[0]; ++i)
-        if (static_cast<size_t>(kExitSites[i].at) != i) return false;
-      return true;
-    }(),
-    "rows in ExitAt order");
+constexpr bool exit_sites_in_order() {
+  for (size_t i = 0; i < sizeof kExitSites / sizeof kExitSites[0]; ++i)
+    if (static_cast<size_t>(kExitSites[i].at) != i) return false;
+  return true;
+}
+static_assert(exit_sites_in_order(), "rows in ExitAt order");
 
 // Prints the exit report line naming the site's source and line, then
 // "[END]", and ends the process with status 255.
