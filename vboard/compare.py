@@ -272,6 +272,23 @@ def mii_checks(t, nic):
           write_result(t.text(p + "mii-tool.R")))
 
 
+MTD_FIELDS = [  # the item's label, sysfs file, nanddump's label
+    ("bitflips", "corrected_bits", "ECC corrected"),
+    ("ECC failures", "ecc_failures", "ECC failed"),
+    ("Bad blocks", "bad_blocks", "Number of bad blocks"),
+    ("BBT blocks", "bbt_blocks", "Number of bbt blocks"),
+]
+
+
+def mtd_checks(t):
+    item, sysfs, dump = t.text("mtd.item"), t.text("mtd.sysfs"), t.text("mtd.nanddump")
+    for label, name, dump_label in MTD_FIELDS:
+        peer = find(r"^%s (\d+)$" % name, sysfs, int)
+        other = find(r"^%s: (\d+)$" % dump_label, dump, int)
+        t.row("mtd_test ecc: %s" % label, find(r"^%s\s*: (-?\d+)$" % label, item, int),
+              peer if peer == other else "sysfs %d, nanddump %d" % (peer, other))
+
+
 def perf_checks(t):
     item, dd = t.text("perf.item"), t.text("perf.dd")
     size = find(r"^total_size = (\d+)$", item, int)
@@ -314,6 +331,7 @@ def build(console, watchdog=True, nics=("e1000", "e1000e")):
         t.run("harddisk_info_test " + path, lambda: disk_checks(t, path))
     for nic in nics:
         t.run("mii " + nic, lambda: mii_checks(t, nic))
+    t.run("mtd_test", lambda: mtd_checks(t))
     t.run("disk_perf", lambda: perf_checks(t))
     if watchdog:
         t.run("watchdog", lambda: watchdog_checks(t))

@@ -77,6 +77,20 @@ for pair in "e1000 $E1000" "e1000e $E1000E"; do
   run mii.$1.ethtool.reset ethtool "$2"
 done
 
+# The simulated NAND: one page with a corrected bit flip and one with an
+# uncorrectable step, read once through ECC before the counters are asked.
+if [ -e /dev/mtd0 ]; then
+  echo /dev/tavmtd=/dev/mtd0 >>/tmp/devmap
+  dd if=/dev/urandom of=/tmp/pages bs=2048 count=2 2>/dev/null
+  nandwrite -q /dev/mtd0 /tmp/pages
+  nandflipbits -q /dev/mtd0 0@0
+  nandflipbits -q /dev/mtd0 0@2048 1@2049 2@2050 3@2051 4@2052 5@2053
+  nanddump -q -l 4096 -f /dev/null /dev/mtd0 >/dev/null 2>&1
+  run mtd.item env TAV_DEVMAP=/tmp/devmap tav_factory mtd_test ecc 0
+  run mtd.sysfs sh -c 'cd /sys/class/mtd/mtd0 && for f in corrected_bits ecc_failures bad_blocks bbt_blocks; do echo "$f $(cat $f)"; done'
+  run mtd.nanddump nanddump -l 2048 -f /dev/null /dev/mtd0
+fi
+
 # disk_perf beside dd on the virtio disk.
 run perf.item tav_factory disk_perf /dev/vda D 1 0 1M 64
 run perf.dd time dd if=/dev/vda of=/dev/null bs=1M count=64 iflag=direct
