@@ -345,12 +345,20 @@ def render(rows, width=44):
     return "\n".join(" | ".join(r[i].ljust(widths[i]) for i in range(4)).rstrip() for r in cells)
 
 
+# Behaviours the toolbox keeps on purpose, which a real disk feels.
+KEPT = [
+    "harddisk_info_test sends SMART autosave with sector count 0, which turns autosave off",
+    "past /dev/sdh the standby goes over SG_IO with protocol 0: libata refuses it, the item reports success",
+]
+
+
 def main():
     watchdog = "--no-watchdog" not in sys.argv
     with open(sys.argv[-1], "rb") as f:
         rows = build(read_console(f.read()), watchdog)
     print(render(rows))
     bad = sum(1 for r in rows if not r[3])
+    print("".join("\nkept: " + k for k in KEPT))
     print("\n%d checks, %d disagree" % (len(rows), bad))
     return 1 if bad else 0
 
