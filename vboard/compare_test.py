@@ -1,0 +1,73 @@
+#!/usr/bin/env python3
+"""The host's half of the virtual board on a console recorded from a real run:
+every check agrees on it, and a value changed on one side makes exactly the
+checks that read it disagree."""
+import os
+import re
+import sys
+import unittest
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+sys.path.insert(0, HERE)
+import compare  # noqa: E402
+
+with open(os.path.join(HERE, "testdata", "console.log"), "rb") as f:
+    RECORDED = f.read()
+
+
+def verdicts(data, watchdog=True):
+    return {check: ok for check, _, _, ok in compare.build(compare.read_console(data), watchdog)}
+
+
+def disagreeing(data, watchdog=True):
+    return {check for check, ok in verdicts(data, watchdog).items() if not ok}
+
+
+class RecordedRun(unittest.TestCase):
+    def test_every_check_agrees(self):
+        rows = verdicts(RECORDED)
+        self.assertGreaterEqual(len(rows), 60)
+        self.assertEqual(disagreeing(RECORDED), set())
+
+    def test_no_watchdog_row_when_it_was_not_run(self):
+        self.assertNotIn("watchdog resets the board", verdicts(RECORDED, watchdog=False))
+
+    def test_a_value_changed_on_one_side_disagrees_where_it_is_read(self):
+        cases = [
+            # what changes, pattern (first match), replacement, checks that must disagree
+            ("smartctl's raw value of attribute 190", rb"(Pre-fail  Always       -       )522125343",
+             rb"\g<1>522125344", {"sda ide attribute 190", "sda sgio attribute 190"}),
+            ("the item's threshold column, as a wrong offset would", rb"(\|be  Unknown attribute\s+3       )50",
+             rb"\g<1>51", {"sda ide attribute 190"}),
+            ("devmem's read-back after himm", rb"\|0xA0908070\n", b"|0xA0908071\n", {"himm writes a priority"}),
+            ("a register mii-tool shows on e1000", rb"1140 796d 0141 0c20", b"1140 796d 0141 0c21",
+             {"e1000 himii.r registers 0-6"}),
+            ("ethtool's link with the interface down", rb"Link detected: no", b"Link detected: yes",
+             {"e1000 phy link (down)"}),
+            ("the corrected bits in sysfs", rb"corrected_bits 1", b"corrected_bits 2", {"mtd_test ecc: bitflips"}),
+            ("nanddump's failure count", rb"ECC failed: 1", b"ECC failed: 0", {"mtd_test ecc: ECC failures"}),
+            ("hwclock after the item, ten seconds on", rb"08:57:30 2015", b"08:57:40 2015",
+             {"rtc set time, last reading"}),
+            ("dd's time, a hundred times slower", rb"real\t0m ([\d.]+)s", b"real\t0m 99.00s",
+             {"disk_perf read MiB/s (dd)"}),
+            ("qemu stopped by the timeout", rb"qemu exited 0", b"qemu exited 124", {"watchdog resets the board"}),
+            ("the guest finished instead of resetting", rb"(\|)@@VB begin watchdog", rb"\g<1>@@VB finished",
+             {"watchdog"}),
+            ("a block that never began", rb"@@VB begin mtd.item", b"@@VB begin mtd.other", {"mtd_test"}),
+        ]
+        for what, pattern, replacement, expected in cases:
+            with self.subTest(what):
+                changed, n = re.subn(pattern, replacement, RECORDED, count=1)
+                self.assertEqual(n, 1, "pattern not in the recording")
+                self.assertEqual(disagreeing(changed), expected)
+
+    def test_reset_sooner_than_the_armed_timeout_disagrees(self):
+        # The close line stays; qemu's exit moves to a second after it.
+        close = next(re.finditer(rb"(?m)^ *([\d.]+)\|[^\n]*\xc8\xf4", RECORDED))  # the GBK line after close
+        early = float(close.group(1)) + 1
+        changed = re.sub(rb"(?m)^ *[\d.]+\|@@HOST", b"%9.3f|@@HOST" % early, RECORDED)
+        self.assertEqual(disagreeing(changed), {"watchdog resets the board"})
+
+
+if __name__ == "__main__":
+    unittest.main()
