@@ -36,9 +36,9 @@ class RecordedRun(unittest.TestCase):
         cases = [
             # what changes, pattern (first match), replacement, checks that must disagree
             ("smartctl's raw value of attribute 190", rb"(Pre-fail  Always       -       )522125343",
-             rb"\g<1>522125344", {"sda ide attribute 190", "sda sgio attribute 190"}),
+             rb"\g<1>522125344", {"sda ide attribute 190 value/worst/thresh", "sda sgio attribute 190 value/worst/thresh"}),
             ("the item's threshold column, as a wrong offset would", rb"(\|be  Unknown attribute\s+3       )50",
-             rb"\g<1>51", {"sda ide attribute 190"}),
+             rb"\g<1>51", {"sda ide attribute 190 value/worst/thresh"}),
             ("devmem's read-back after himm", rb"\|0xA0908070\n", b"|0xA0908071\n", {"himm writes a priority"}),
             ("a register mii-tool shows on e1000", rb"1140 796d 0141 0c20", b"1140 796d 0141 0c21",
              {"e1000 himii.r registers 0-6"}),
@@ -53,6 +53,10 @@ class RecordedRun(unittest.TestCase):
             ("qemu stopped by the timeout", rb"qemu exited 0", b"qemu exited 124", {"watchdog resets the board"}),
             ("the guest finished instead of resetting", rb"(\|)@@VB begin watchdog", rb"\g<1>@@VB finished",
              {"watchdog"}),
+            ("the standby over SG_IO sent with a protocol", rb"raw=85 00 00 (00 00 00 00 00 00 00 00 00 00 00 e0)",
+             rb"raw=85 06 20 \g<1>", {"sda sgio standby (refused)"}),
+            ("autosave sent with a count that turns it on", rb"(raw=85 06 20 00 d2 00 )00", rb"\g<1>f1",
+             {"sda ide SMART autosave count"}),
             ("a block that never began", rb"@@VB begin mtd.item", b"@@VB begin mtd.other", {"mtd_test"}),
         ]
         for what, pattern, replacement, expected in cases:

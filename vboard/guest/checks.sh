@@ -45,8 +45,17 @@ run rtc.after hwclock -r -u
 # The AHCI disk through the IDE ioctls (sda) and through SG_IO (a name past
 # sdh, mapped onto sda).
 echo /dev/sdi=/dev/sda >/tmp/devmap
-run disk.ide sh -c "echo /dev/sda | tav_factory harddisk_info_test"
-run disk.sgio sh -c "echo /dev/sdi | TAV_DEVMAP=/tmp/devmap tav_factory harddisk_info_test"
+# The kernel's trace of each SCSI command's end shows what reached libata
+# and what it answered.
+T=/sys/kernel/tracing
+mount -t tracefs tracefs $T
+echo 1 >$T/events/scsi/scsi_dispatch_cmd_done/enable
+for path in ide:/dev/sda sgio:/dev/sdi; do
+  echo >$T/trace
+  run disk.${path%%:*} sh -c "echo ${path#*:} | TAV_DEVMAP=/tmp/devmap tav_factory harddisk_info_test"
+  run disk.${path%%:*}.trace sh -c "grep -o 'cmnd=(ATA_16.*' $T/trace"
+done
+echo 0 >$T/events/scsi/scsi_dispatch_cmd_done/enable
 raw48=$(i=1; while [ $i -le 255 ]; do printf -- '-v %d,raw48 ' $i; i=$((i + 1)); done)
 run disk.smartctl smartctl -i -c -A $raw48 /dev/sda
 run disk.hdparm hdparm -I /dev/sda
