@@ -25,4 +25,13 @@ vb_kernel_pkg() {
   echo "$pkg"
 }
 
+# apt-get download into dir, without apt's progress chatter; the caller
+# checks what arrived.
+vb_apt_download() { # dir package...
+  local dir=$1
+  shift
+  (cd "$dir" && apt-get download -q "$@" 2>&1 |
+    grep -Ev '^(Get:|W: Download is performed unsandboxed)' >&2) || true
+}
+
 vb_kernel_release() { vb_kernel_pkg | sed 's/^linux-image-//'; }

@@ -339,6 +339,11 @@ def perf_checks(t):
     dd_speed = records / max(int(m.group(1)) * 60 + float(m.group(2)), 0.01)
     # Emulated I/O varies run to run: the same order of magnitude is plausible.
     t.row("disk_perf read MiB/s (dd)", "%.0f" % speed, "%.0f" % dd_speed, dd_speed / 10 <= speed <= dd_speed * 10)
+    write = t.text("perf.write")
+    offset = find(r"Write_offset\s*=\s*(\d+)GB", write, int)
+    written = find(r"^total_size = (\d+)$", write, int) >> 20
+    t.row("disk_perf writes zeros (dd)", "%d MiB at %d GiB" % (written, offset),
+          "%d MiB at 0 GiB" % find(r"^zero MiB from 0: (\d+)$", t.text("perf.write.dd"), int))
 
 
 WATCHDOG_SECONDS = 29

@@ -31,7 +31,7 @@ fetch() { # dir pkg...
   done
   [ ${#missing[@]} -eq 0 ] && return 0
   vb_log "downloading ${missing[*]}"
-  (cd "$dir" && apt-get download -q "${missing[@]}" 2>&1 | grep -Ev '^(Get:|W: Download is performed unsandboxed)' >&2) || true
+  vb_apt_download "$dir" "${missing[@]}"
   for p in "${missing[@]}"; do
     compgen -G "$dir/${p%%:*}_*.deb" >/dev/null || vb_die "could not download $p"
   done

@@ -14,8 +14,7 @@ series=$(echo "$release" | cut -d. -f1,2)
 mkdir -p "$VB_DEBS/src"
 if ! compgen -G "$VB_DEBS/src/linux-source-${series}_*.deb" >/dev/null; then
   vb_log "downloading linux-source-$series"
-  (cd "$VB_DEBS/src" && apt-get download -q "linux-source-$series" 2>&1 |
-    grep -Ev '^(Get:|W: Download is performed unsandboxed)' >&2) || true
+  vb_apt_download "$VB_DEBS/src" "linux-source-$series"
 fi
 deb=$(compgen -G "$VB_DEBS/src/linux-source-${series}_*.deb" | head -n1) ||
   vb_die "could not download linux-source-$series"

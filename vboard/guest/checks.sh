@@ -103,6 +103,14 @@ fi
 # disk_perf beside dd on the virtio disk.
 run perf.item tav_factory disk_perf /dev/vda D 1 0 1M 64
 run perf.dd time dd if=/dev/vda of=/dev/null bs=1M count=64 iflag=direct
+# The host filled the disk's first 64 MiB with 'Z': a writer's zeros show
+# where and how much it wrote.
+run perf.write tav_factory disk_perf /dev/vda D 0 1 1M 32
+run perf.write.dd sh -c 'zero=$(head -c 1048576 /dev/zero | md5sum); n=0
+  while [ $n -lt 64 ] && [ "$(dd if=/dev/vda bs=1M skip=$n count=1 iflag=direct 2>/dev/null | md5sum)" = "$zero" ]; do
+    n=$((n + 1))
+  done
+  echo "zero MiB from 0: $n"'
 
 # Last: the watchdog item arms the watchdog and stops feeding it; the reset
 # ends the guest, and the host times it.
