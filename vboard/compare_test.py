@@ -2,6 +2,7 @@
 """The host's half of the virtual board on a console recorded from a real run:
 every check agrees on it, and a value changed on one side makes exactly the
 checks that read it disagree."""
+import datetime
 import os
 import re
 import sys
@@ -71,6 +72,35 @@ class RecordedRun(unittest.TestCase):
         early = float(close.group(1)) + 1
         changed = re.sub(rb"(?m)^ *[\d.]+\|@@HOST", b"%9.3f|@@HOST" % early, RECORDED)
         self.assertEqual(disagreeing(changed), {"watchdog resets the board"})
+
+
+class Formats(unittest.TestCase):
+    def test_parsers_on_the_shapes_the_recording_lacks(self):
+        ill = "%-4x%-40s%-8x%-16d%-8d%-8d%-16d%-6s" % (0xC5, "Current Pending Sector", 0x32, 10, 9, 9, 2, "ILL")
+        cases = [
+            # parser, text, expected
+            ("an ILL row whose name has spaces", compare.smart_rows, ill + "\n",
+             {0xC5: (0x32, 9, 9, 10, 2)}),
+            ("the table's header is no row", compare.smart_rows,
+             "%-4s%-40s%-8s%-16s%-8s%-8s%-16s%-8s\n" % ("ID", "Attribute name", "Flags", "Threshold", "Value",
+                                                      "Worst", "Raw Value", "Status"), {}),
+            ("smartctl's interpreted raw value is not taken for a number", compare.smartctl_rows,
+             "194 Temperature_Celsius     0x0022   031   040   000    Old_age   Always       -       31 (Min/Max 20/40)\n",
+             {}),
+            ("a single-digit day", compare.hwclock_time, "Wed Apr  1 08:57:30 2015  0.000000 seconds\n",
+             datetime.datetime(2015, 4, 1, 8, 57, 30)),
+            ("words over two lines", compare.dump_words, "0000:  00000001 00000002\n0008:  ffffffff\n",
+             [1, 2, 0xFFFFFFFF]),
+            ("a bar in the ASCII column", compare.dump_bytes, "00000:  7c 41  ||A              |\n", [0x7C, 0x41]),
+            ("registers mii-tool could not read", compare.mii_tool_regs,
+             "  registers for MII PHY 1: \n    1140 ffffffff\n  product info: x\n", [0x1140, 0xFFFFFFFF]),
+            ("a trace line's command and status", compare.ata16_trace,
+             "cmnd=(ATA_16 - raw=85 00 e0) result=(driver=DRIVER_OK status=SAM_STAT_GOOD)\n",
+             [([0x85, 0x00, 0xE0], "SAM_STAT_GOOD")]),
+        ]
+        for what, parse, text, expected in cases:
+            with self.subTest(what):
+                self.assertEqual(parse(text), expected)
 
 
 if __name__ == "__main__":
