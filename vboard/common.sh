@@ -1,11 +1,11 @@
-# Paths and helpers shared by the virtual board's steps; sourced, not run.
+# Paths and functions shared by the virtual board's steps; sourced, not run.
 VB_SRC=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 VB_REPO=$(dirname "$VB_SRC")
 VB_OUT=${VB_OUT:-$VB_REPO/build/vboard}
 VB_CACHE=$VB_OUT/cache
 VB_DEBS=$VB_CACHE/debs
 VB_ROOT=$VB_CACHE/root      # every arm64 package unpacked over one tree
-VB_HOSTROOT=$VB_CACHE/host  # host-side kbuild helpers
+VB_HOSTROOT=$VB_CACHE/host  # kbuild's programs for the build machine
 
 vb_log() { printf 'vboard: %s\n' "$*" >&2; }
 vb_die() { vb_log "$*"; exit 1; }

@@ -16,7 +16,7 @@ arm64=(
   libiniparser1 liblzo2-2 libssl3 libuuid1 zlib1g libmnl0
 )
 common=("linux-headers-${release%-arm64}-common")
-# Module post-processing runs on the build machine, so kbuild's helpers come
+# Module post-processing runs on the build machine, so kbuild's programs come
 # in the host's architecture.
 host=("$kbuild")
 

@@ -29,9 +29,9 @@ dpkg-deb --fsys-tarfile "$deb" | tar -xO --wildcards "*/linux-source-$series.tar
     "linux-source-$series/drivers/mtd/nand/raw/nandsim.c" \
     "linux-source-$series/drivers/mtd/nand/raw/internals.h"
 
-# The headers package names its common half and kbuild's helpers by absolute
+# The headers package names its common half and kbuild's programs by absolute
 # paths of an installed system: point them into the cache instead, and take
-# the helpers in the build machine's architecture.
+# the programs in the build machine's architecture.
 headers=$work/headers
 mkdir -p "$headers"
 cp -r "$VB_ROOT/usr/src/linux-headers-$release"/{.config,.kernelvariables,Module.symvers,arch,include} "$headers/"

@@ -43,10 +43,9 @@ run rtc.item tav_factory rtc
 run rtc.after hwclock -r -u
 
 # The AHCI disk through the IDE ioctls (sda) and through SG_IO (a name past
-# sdh, mapped onto sda).
+# sdh, mapped onto sda). The kernel's trace of each SCSI command's end shows
+# what reached libata and what it answered.
 echo /dev/sdi=/dev/sda >/tmp/devmap
-# The kernel's trace of each SCSI command's end shows what reached libata
-# and what it answered.
 T=/sys/kernel/tracing
 mount -t tracefs tracefs $T
 echo 1 >$T/events/scsi/scsi_dispatch_cmd_done/enable
@@ -60,7 +59,8 @@ raw48=$(i=1; while [ $i -le 255 ]; do printf -- '-v %d,raw48 ' $i; i=$((i + 1));
 run disk.smartctl smartctl -i -c -A $raw48 /dev/sda
 run disk.hdparm hdparm -I /dev/sda
 
-# Both NICs: the PHY registers, a write, the link both ways and a reset.
+# Both NICs: the PHY registers, a write (put back after), the link both ways
+# and a reset.
 E1000=$(nic e1000)
 E1000E=$(nic e1000e)
 for pair in "e1000 $E1000" "e1000e $E1000E"; do
@@ -76,9 +76,6 @@ for pair in "e1000 $E1000" "e1000e $E1000E"; do
   ip link set "$2" up
   run mii.$1.himii.w himii.w "$2" 1 4 0x01e1
   run mii.$1.himii.w.mii-tool mii-tool -vv "$2"
-  himii.w "$2" 1 4 0x0de1 >/dev/null
-  run mii.$1.mii-tool.A mii-tool -A 10baseT-HD "$2"
-  run mii.$1.mii-tool.A.himii.r himii.r "$2" 1 4
   himii.w "$2" 1 4 0x0de1 >/dev/null
   run mii.$1.mii-tool.R mii-tool -R "$2"
   run mii.$1.phy.reset tav_factory phy reset "$2"
