@@ -299,7 +299,7 @@ def mii_checks(t, nic):
     mine = [find(r"^regvalue (\S+)$", t.text(p + "himii.r.%d" % r), lambda v: int(v, 0)) for r in range(7)]
     t.row("%s himii.r registers 0-6" % nic, " ".join("%04x" % v for v in mine), " ".join("%04x" % v for v in regs[:7]))
     t.row("%s phy mdio register 2" % nic, find(r"value : (0x\w+)", t.text(p + "phy.mdio")), "%#x" % regs[2])
-    for suffix, state in (("", "up"), (".down", "down")):
+    for suffix, state in (("", "up"), (".down", "down"), (".reset", "after reset")):
         t.row("%s phy link (%s)" % (nic, state), find(r"is link (\w+)", t.text(p + "phy.link" + suffix)),
               ethtool_link(t.text(p + "ethtool" + suffix)))
     # What himii.w says, beside what the register holds afterwards.

@@ -80,6 +80,7 @@ for pair in "e1000 $E1000" "e1000e $E1000E"; do
   run mii.$1.mii-tool.R mii-tool -R "$2"
   run mii.$1.phy.reset tav_factory phy reset "$2"
   sleep 3
+  run mii.$1.phy.link.reset tav_factory phy link "$2"
   run mii.$1.ethtool.reset ethtool "$2"
 done
 
