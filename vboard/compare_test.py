@@ -47,7 +47,7 @@ class RecordedRun(unittest.TestCase):
              {"e1000 phy link (down)"}),
             ("the corrected bits in sysfs", rb"corrected_bits 1", b"corrected_bits 2", {"mtd_test ecc: bitflips"}),
             ("nanddump's failure count", rb"ECC failed: 1", b"ECC failed: 0", {"mtd_test ecc: ECC failures"}),
-            ("hwclock after the item, ten seconds on", rb"08:57:30 2015", b"08:57:40 2015",
+            ("hwclock after the item, ten seconds on", rb"08:57:\d\d 2015", b"08:57:59 2015",
              {"rtc set time, last reading"}),
             ("dd's time, a hundred times slower", rb"real\t0m ([\d.]+)s", b"real\t0m 99.00s",
              {"disk_perf read MiB/s (dd)"}),
