@@ -5,8 +5,11 @@
 include(GNUInstallDirs)
 
 # Names of the rows of a table, in table order: the first quoted word of each
-# "{"name", ..." line between the table's opening line and its terminating row.
+# "{"name", flag, function, ..." line between the table's opening line and its
+# terminating row. SKIP_UNRUNNABLE leaves out rows with a zero flag or no
+# function, as `tav_factory -i` does.
 function(tav_table_names source table out)
+  cmake_parse_arguments(PARSE_ARGV 3 arg "SKIP_UNRUNNABLE" "" "")
   file(STRINGS ${source} lines)
   set(inside FALSE)
   set(names)
@@ -15,8 +18,10 @@ function(tav_table_names source table out)
       set(inside TRUE)
     elseif(inside AND line MATCHES "^    {nullptr")
       break()
-    elseif(inside AND line MATCHES "^    {\"([^\"]+)\"")
-      list(APPEND names ${CMAKE_MATCH_1})
+    elseif(inside AND line MATCHES "^    {\"([^\"]+)\", *([^,]+), *([^,]+),")
+      if(NOT arg_SKIP_UNRUNNABLE OR NOT (CMAKE_MATCH_2 STREQUAL "0" OR CMAKE_MATCH_3 STREQUAL "nullptr"))
+        list(APPEND names ${CMAKE_MATCH_1})
+      endif()
     endif()
   endforeach()
   if(NOT names)
@@ -26,7 +31,7 @@ function(tav_table_names source table out)
 endfunction()
 
 tav_table_names(${PROJECT_SOURCE_DIR}/src/tools/front.cc kBoardTools TAV_TOOL_LINKS)
-tav_table_names(${PROJECT_SOURCE_DIR}/src/factory/items.cc kFactoryItems TAV_FACTORY_LINKS)
+tav_table_names(${PROJECT_SOURCE_DIR}/src/factory/items.cc kFactoryItems TAV_FACTORY_LINKS SKIP_UNRUNNABLE)
 
 # The links are made in the build tree and installed as links, so DESTDIR,
 # any prefix and cpack all get the same relative "himd -> tav_tool".
