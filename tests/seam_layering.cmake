@@ -14,7 +14,7 @@
 # - cfset*speed, sigemptyset, CPU_* helpers: they only fill a record in memory;
 # - stdio on stdout/stderr and the heap: the console output is the behaviour.
 
-cmake_minimum_required(VERSION 3.20)
+cmake_minimum_required(VERSION 3.25)
 
 foreach(var NM LIBRARY)
   if(NOT ${var})
