@@ -99,8 +99,8 @@ if [ -e /dev/mtd0 ]; then
 fi
 
 # disk_perf beside dd on the virtio disk.
-run perf.item tav_factory disk_perf /dev/vda D 1 0 1M 64
-run perf.dd time dd if=/dev/vda of=/dev/null bs=1M count=64 iflag=direct
+run perf.item tav_factory disk_perf /dev/vda D 1 0 1M 256
+run perf.dd time dd if=/dev/vda of=/dev/null bs=1M count=256 iflag=direct
 # The host filled the disk's first 64 MiB with 'Z': a writer's zeros show
 # where and how much it wrote.
 run perf.write tav_factory disk_perf /dev/vda D 0 1 1M 32
