@@ -68,7 +68,6 @@ int run_xxd(const std::string& file) {
   return st;
 }
 
-
 // Runs a tool leaving its mappings registered, as a second command in one
 // process would find them.
 int tool_kept(int (*entry)(int, char**), std::vector<std::string> words) {
@@ -98,8 +97,8 @@ int tool(int (*entry)(int, char**), std::vector<std::string> words) {
 }
 
 void report(const char* what, size_t bytes, double ours, double xxd) {
-  printf("%-32s %8.3f s %9.1f MiB/s   xxd %8.3f s %9.1f MiB/s   speed-up x%.1f\n", what, ours,
-         bytes / ours / 1048576.0, xxd, bytes / xxd / 1048576.0, xxd / ours);
+  printf("%-32s %8.3f s %9.1f MiB/s   xxd %8.3f s %9.1f MiB/s   speed-up x%.1f\n", what, ours, bytes / ours / 1048576.0,
+         xxd, bytes / xxd / 1048576.0, xxd / ours);
 }
 
 }  // namespace
@@ -150,8 +149,8 @@ int main() {
     tool(tav::himdb, {"himdb", addr, save_len, "dump.bin"});
   });
 
-  printf("himd/himd.l: %zu MiB listed, himdb: %zu MiB saved; CPU time, best of %d, output to /dev/null\n",
-         kList >> 20, kSave >> 20, kRounds);
+  printf("himd/himd.l: %zu MiB listed, himdb: %zu MiB saved; CPU time, best of %d, output to /dev/null\n", kList >> 20,
+         kSave >> 20, kRounds);
   report("himd (bytes + ASCII)", kList, himd, xxd_list);
   report("himd.l (32-bit words)", kList, himd_l, xxd_list);
   report("himd, range already mapped", kList, himd_warm, xxd_list);

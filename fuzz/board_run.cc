@@ -26,8 +26,8 @@ const bool g_in_scratch = enter_scratch_directory();
 constexpr uint64_t kSecond = 1000000000;
 constexpr unsigned kVariants[] = {0x20, 0x30, 0x50, 0x04, 0x00, 0x1FC};
 constexpr int kErrnos[] = {EIO, EINVAL, ENOENT, EAGAIN, EINTR, ENOMEM, EBUSY, ENODEV};
-constexpr sim::Call kCalls[] = {sim::Call::Any, sim::Call::Open, sim::Call::Ioctl, sim::Call::Read,
-                                sim::Call::Write, sim::Call::Mmap};
+constexpr sim::Call kCalls[] = {sim::Call::Any,  sim::Call::Open,  sim::Call::Ioctl,
+                                sim::Call::Read, sim::Call::Write, sim::Call::Mmap};
 
 }  // namespace
 

@@ -37,7 +37,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   for (auto& w : words) argv.push_back(&w[0]);
   argv.push_back(nullptr);
   tav::scan_options(static_cast<int>(words.size()), argv.data(), table);
-  if (str[sizeof str - 1] != '\0' || str2[sizeof str2 - 1] != '\0' || positional[sizeof positional - 1] != '\0') abort();
+  if (str[sizeof str - 1] != '\0' || str2[sizeof str2 - 1] != '\0' || positional[sizeof positional - 1] != '\0')
+    abort();
 
   std::string line = in.rest();
   line = line.c_str();

@@ -18,7 +18,7 @@ class DedDevice final : public Device {
   static std::vector<uint8_t> encrypt(std::vector<uint8_t> data);
   static std::vector<uint8_t> decrypt(std::vector<uint8_t> data);
 
-  std::vector<uint8_t> stored;            // the stored work key
+  std::vector<uint8_t> stored;             // the stored work key
   std::vector<std::vector<uint8_t>> sent;  // data of every crypt request, as sent
 };
 

@@ -27,21 +27,21 @@ class AtaDisk final : public Device {
   AtaDisk(std::string model, std::string serial, std::string firmware);
 
   // What the disk reports and has been told; tests read and change these.
-  std::array<uint8_t, 512> identify{};     // as on the wire: strings high byte first
+  std::array<uint8_t, 512> identify{};  // as on the wire: strings high byte first
   std::array<uint8_t, 512> smart_values{};
   std::array<uint8_t, 512> smart_thresholds{};
   bool smart_enabled = true;
   bool threshold_exceeded = false;
   bool standby = false;
   int flushes = 0;
-  uint8_t sg_status_byte = 1;   // first data byte of an SG_IO RETURN STATUS
-  uint16_t sg_host_status = 0;  // a SCSI host state to report on every SG_IO
+  uint8_t sg_status_byte = 1;              // first data byte of an SG_IO RETURN STATUS
+  uint16_t sg_host_status = 0;             // a SCSI host state to report on every SG_IO
   uint64_t size_bytes = 2000398934016ull;  // what the block layer reports
   bool answers_size = true;
   bool answers_hdio = true;
   bool answers_sg = true;
-  std::array<uint8_t, 80> key_area{};   // last key-area parameter block
-  std::array<uint8_t, 36> key_record{}; // last key-area task file record
+  std::array<uint8_t, 80> key_area{};           // last key-area parameter block
+  std::array<uint8_t, 36> key_record{};         // last key-area task file record
   std::array<uint8_t, 32> security_password{};  // what SECURITY UNLOCK must carry
 
   // IDENTIFY word 128: bit 0 supported, 1 enabled, 2 locked.

@@ -7,9 +7,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstring>
-
 #include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <sstream>
 
@@ -108,11 +107,21 @@ std::string quoted_text(const std::string& bytes) {
     }
     ++i;
     switch (c) {
-      case '\n': q += "\\n"; break;
-      case '\r': q += "\\r"; break;
-      case '\t': q += "\\t"; break;
-      case '"': q += "\\\""; break;
-      case '\\': q += "\\\\"; break;
+      case '\n':
+        q += "\\n";
+        break;
+      case '\r':
+        q += "\\r";
+        break;
+      case '\t':
+        q += "\\t";
+        break;
+      case '"':
+        q += "\\\"";
+        break;
+      case '\\':
+        q += "\\\\";
+        break;
       default:
         if (c >= 0x20 && c < 0x7F) {
           q += static_cast<char>(c);

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <gtest/gtest.h>
-
 #include <sys/types.h>
 
 #include <functional>
@@ -34,11 +33,11 @@ std::string quoted_text(const std::string& bytes);
 void PrintTo(const Text& text, std::ostream* os);
 
 struct Outcome {
-  Text out;            // stdout bytes
-  Text err;            // stderr bytes
-  int result = 0;      // the entry's return value, when it returned
-  bool exited = false; // ended the process instead
-  int status = 0;      // exit status when exited
+  Text out;                            // stdout bytes
+  Text err;                            // stderr bytes
+  int result = 0;                      // the entry's return value, when it returned
+  bool exited = false;                 // ended the process instead
+  int status = 0;                      // exit status when exited
   std::vector<sim::Request> requests;  // what the run asked of the board
   size_t open_descriptors = 0;         // simulated descriptors left open
 };
@@ -63,7 +62,9 @@ class BoardTest : public ::testing::Test {
  protected:
   void SetUp() override;
   void TearDown() override;
-  tavtest::Outcome run(Entry entry, const std::vector<std::string>& words) { return tavtest::run(*board_, entry, words); }
+  tavtest::Outcome run(Entry entry, const std::vector<std::string>& words) {
+    return tavtest::run(*board_, entry, words);
+  }
   sim::Board& board() { return *board_; }
   // Replaces the board with a new default one, as a new process would find
   // it. The old board ends while still installed: threads a run left behind

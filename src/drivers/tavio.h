@@ -5,9 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "drivers/requests.h"
-
 #include "drivers/ioc.h"
+#include "drivers/requests.h"
 
 namespace tav {
 

@@ -1,9 +1,10 @@
+#include "factory/factory.h"
+
 #include <cstdio>
 #include <cstring>
 #include <vector>
 
 #include "common/basename.h"
-#include "factory/factory.h"
 #include "station/station.h"
 
 namespace tav {

@@ -1,5 +1,6 @@
-#include "factory/factory.h"
 #include "items/items.h"
+
+#include "factory/factory.h"
 #include "items/io/usb.h"
 #include "items/storage/disk_perf.h"
 #include "items/storage/emmc.h"

@@ -36,9 +36,12 @@ const OptionSpec kRunnerOptions[] = {
 };
 
 const struct option kLongOptions[] = {
-    {"menu", no_argument, nullptr, 'm'},   {"count", required_argument, nullptr, 'c'},
-    {"install", no_argument, nullptr, 'i'}, {"unstall", no_argument, nullptr, 'u'},
-    {"version", no_argument, nullptr, 'v'}, {"help", no_argument, nullptr, 'h'},
+    {"menu", no_argument, nullptr, 'm'},
+    {"count", required_argument, nullptr, 'c'},
+    {"install", no_argument, nullptr, 'i'},
+    {"unstall", no_argument, nullptr, 'u'},
+    {"version", no_argument, nullptr, 'v'},
+    {"help", no_argument, nullptr, 'h'},
     {nullptr, 0, nullptr, 0},
 };
 // '+': stop at the first word that is not an option, so an item's own
@@ -85,8 +88,7 @@ void menu(const char* program, const TestItem* items) {
   char answer[4] = "0";
   for (;;) {
     int count = 0;
-    for (const TestItem* it = items; it->name != nullptr; ++it, ++count)
-      printf("\t[%d] %s\n", count, it->description);
+    for (const TestItem* it = items; it->name != nullptr; ++it, ++count) printf("\t[%d] %s\n", count, it->description);
     printf("\t[h] %s\n", "打印帮助信息");
     printf("\t[q] %s\n", "退出测试");
     printf("\n请选择测试选项(默认值=0):");

@@ -213,11 +213,11 @@ void judge_keys(const RunFacts& r, const Lines& lines, Findings* f) {
 // Full duplex counts its errors in a line of its own; half duplex is judged
 // by the lamp, so only failed writes tell.
 void judge_rs485(const RunFacts&, const Lines& lines, Findings* f) {
-  if (error_at_first(lines,
-                     {"获取CPLD失败!", "CPLD错误!", "CPLD中没有485接口", "获取TAVIO_RS485_DETECT失败!",
-                      "RS485小板没有接入!", "不存在", "devname is NULL", "set_speed error!", "set_parity error!",
-                      "文件关闭失败!"},
-                     f))
+  if (error_at_first(
+          lines,
+          {"获取CPLD失败!", "CPLD错误!", "CPLD中没有485接口", "获取TAVIO_RS485_DETECT失败!", "RS485小板没有接入!",
+           "不存在", "devname is NULL", "set_speed error!", "set_parity error!", "文件关闭失败!"},
+          f))
     return;
   for (std::string_view l : lines) {
     size_t at = l.find("错误次数");

@@ -29,13 +29,27 @@ void append_json_string(std::string& out, std::string_view utf8) {
   for (char ch : utf8) {
     unsigned char c = static_cast<unsigned char>(ch);
     switch (c) {
-      case '"': out += "\\\""; break;
-      case '\\': out += "\\\\"; break;
-      case '\n': out += "\\n"; break;
-      case '\r': out += "\\r"; break;
-      case '\t': out += "\\t"; break;
-      case '\b': out += "\\b"; break;
-      case '\f': out += "\\f"; break;
+      case '"':
+        out += "\\\"";
+        break;
+      case '\\':
+        out += "\\\\";
+        break;
+      case '\n':
+        out += "\\n";
+        break;
+      case '\r':
+        out += "\\r";
+        break;
+      case '\t':
+        out += "\\t";
+        break;
+      case '\b':
+        out += "\\b";
+        break;
+      case '\f':
+        out += "\\f";
+        break;
       default:
         if (c < 0x20) {
           char esc[8];
@@ -65,11 +79,21 @@ void append_xml_text(std::string& out, std::string_view utf8) {
   for (char ch : utf8) {
     unsigned char c = static_cast<unsigned char>(ch);
     switch (c) {
-      case '&': out += "&amp;"; break;
-      case '<': out += "&lt;"; break;
-      case '>': out += "&gt;"; break;
-      case '"': out += "&quot;"; break;
-      case '\'': out += "&apos;"; break;
+      case '&':
+        out += "&amp;";
+        break;
+      case '<':
+        out += "&lt;";
+        break;
+      case '>':
+        out += "&gt;";
+        break;
+      case '"':
+        out += "&quot;";
+        break;
+      case '\'':
+        out += "&apos;";
+        break;
       default:
         if (c < 0x20 && c != '\t' && c != '\n' && c != '\r')
           out += "\xEF\xBF\xBD";
@@ -92,10 +116,14 @@ std::string joined(const std::vector<std::string>& lines) {
 
 const char* verdict_name(Verdict v) {
   switch (v) {
-    case Verdict::kPass: return "pass";
-    case Verdict::kFail: return "fail";
-    case Verdict::kError: return "error";
-    case Verdict::kInfo: return "info";
+    case Verdict::kPass:
+      return "pass";
+    case Verdict::kFail:
+      return "fail";
+    case Verdict::kError:
+      return "error";
+    case Verdict::kInfo:
+      return "info";
   }
   return "error";
 }

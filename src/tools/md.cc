@@ -28,8 +28,10 @@ struct Listing {
   bool whole_rows;  // four words a row are shown whatever the length
 };
 
-constexpr Listing kWords = {kUsageWords, ExitAt::MdWordsUsage, "====dump memory 0x%08lX====\n", ExitAt::MdWordsMap, dump_words, true};
-constexpr Listing kBytes = {kUsageBytes, ExitAt::MdBytesUsage, "====dump memory %#010lX====\n", ExitAt::MdBytesMap, dump_bytes, false};
+constexpr Listing kWords = {kUsageWords,        ExitAt::MdWordsUsage, "====dump memory 0x%08lX====\n",
+                            ExitAt::MdWordsMap, dump_words,           true};
+constexpr Listing kBytes = {kUsageBytes,        ExitAt::MdBytesUsage, "====dump memory %#010lX====\n",
+                            ExitAt::MdBytesMap, dump_bytes,           false};
 
 int display(int argc, char** argv, const Listing& how) {
   if (argc < 2) {

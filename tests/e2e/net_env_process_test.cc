@@ -18,8 +18,7 @@ using tavtest::Proc;
 using NetEnvProcess = tavtest::FactoryDirTest;
 
 TEST_F(NetEnvProcess, items_through_links_on_the_simulated_board) {
-  for (const char* name :
-       {"uboot_env", "encrypto_test", "workkey", "phy", "switch", "nas_kill", "temperature", "fan"})
+  for (const char* name : {"uboot_env", "encrypto_test", "workkey", "phy", "switch", "nas_kill", "temperature", "fan"})
     dir_.link(name, "tav_factory_sim");
   Proc p = start("uboot_env", {});
   EXPECT_EQ(p.status, 0);

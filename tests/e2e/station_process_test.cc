@@ -121,12 +121,8 @@ TEST_F(StationProcess, strict_exit_tells_the_worst_verdict) {
     int plain;
     int strict;
   } rows[] = {
-      {{"cpld"}, 0, 0},
-      {{"fan", "40"}, 0, 0},
-      {{"reset"}, 0, 1},
-      {{"keys"}, 0, 2},
-      {{"fan", "101"}, 0, 2},
-      {{"phy"}, 0, 2},  // the usage ends the process from inside the item
+      {{"cpld"}, 0, 0}, {{"fan", "40"}, 0, 0},  {{"reset"}, 0, 1},
+      {{"keys"}, 0, 2}, {{"fan", "101"}, 0, 2}, {{"phy"}, 0, 2},  // the usage ends the process from inside the item
   };
   for (const auto& row : rows) {
     EXPECT_EQ(start_with({}, row.args).status, row.plain) << row.args[0];
@@ -159,8 +155,8 @@ TEST_F(StationProcess, concurrent_appends_leave_whole_lines) {
   int null_out = open("/dev/null", O_WRONLY | O_CLOEXEC);
   std::vector<int> pids;
   for (int i = 0; i < kProcesses; ++i)
-    pids.push_back(tavtest::spawn(dir_, "tav_factory_sim", {"cpld"}, {"LC_ALL=C", "TAV_RESULTS=shared.jsonl"},
-                                  null_in, null_out, null_out));
+    pids.push_back(tavtest::spawn(dir_, "tav_factory_sim", {"cpld"}, {"LC_ALL=C", "TAV_RESULTS=shared.jsonl"}, null_in,
+                                  null_out, null_out));
   for (int pid : pids) EXPECT_EQ(tavtest::wait_status(pid), 0);
   close(null_in);
   close(null_out);

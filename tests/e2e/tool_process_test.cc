@@ -80,21 +80,35 @@ TEST_F(ToolProcess, install_then_every_memory_tool_under_its_link_name_then_unin
 
   dir_.link("HIMD", "tav_tool");
   const Case cases[] = {
-      {"himd", {"0x80040000", "20"}, 0,
+      {"himd",
+       {"0x80040000", "20"},
+       0,
        "\n====dump memory 0X80040000====\n"
        "00000:  41 42 43 44 45 46 47 48 49 4a 4b 4c 4d 4e 4f 50  |ABCDEFGHIJKLMNOP|\n"
        "00010:  51 52 53 54                                      |QRST            |\n[END]\n"},
       {"himc", {"0x80040004", "3"}, 1, "\nlength 0X3 is invalid.must 2 byte aligned\n"},
-      {"himc", {"0x80040004", "4", "0x2121"}, 0,
+      {"himc",
+       {"0x80040004", "4", "0x2121"},
+       0,
        "\n====clear memory 0X80040004, length 4====\n"
        "00000:  21 21 21 21                                      |!!!!            |\n[END]\n"},
-      {"himm", {}, 255,
-       "\nusage: himm <address> <Value>. sample: himm 0x80040000 0x123\n exit:0XFFFFFFFFFFFFFFFF.{tools/mm:35}\n[END]\n"},
-      {"himm", {"0x80040008"}, 0, "\n====dump memory 0X80040008====\n0x80040008: 0x4C4B4A49\nNewValue:[END]\n",
+      {"himm",
+       {},
+       255,
+       "\nusage: himm <address> <Value>. sample: himm 0x80040000 0x123\n "
+       "exit:0XFFFFFFFFFFFFFFFF.{tools/mm:35}\n[END]\n"},
+      {"himm",
+       {"0x80040008"},
+       0,
+       "\n====dump memory 0X80040008====\n0x80040008: 0x4C4B4A49\nNewValue:[END]\n",
        "0x64636261\n"},
-      {"himd.l", {"0x80040000", "16"}, 0,
+      {"himd.l",
+       {"0x80040000", "16"},
+       0,
        "\n====dump memory 0x80040000====\n0000:  44434241 21212121 64636261 504f4e4d\n[END]\n"},
-      {"himdb", {"0x80040000", "8", "dump.bin"}, 0,
+      {"himdb",
+       {"0x80040000", "8", "dump.bin"},
+       0,
        "\n====dump memory:<0X80040000><8> to file:<dump.bin>====\n[END]\n"},
       {"HIMD", {"0x80040000"}, 0, "\n\ndo errro\n[END]\n"},  // an unknown name fails quietly
   };
@@ -151,13 +165,19 @@ TEST_F(ToolProcess, linux_build_reaches_the_mapped_bus_nodes) {
   // vendor node's silent reads show as zeros.
   run_cases(TAV_TOOL_PATH,
             {
-                {"i2c_write", {"0", "0xA0", "0x10", "0x5"}, 0,
+                {"i2c_write",
+                 {"0", "0xA0", "0x10", "0x5"},
+                 0,
                  "\ni2c_num:0x0, dev_addr:0xa0; reg_addr:0x10; data:0x5; reg_width: 1; data_width: 1.\n"
                  "set i2c device address error!\n\ndo errro\n[END]\n"},
-                {"hier", {"0", "0xA0", "0x10", "2"}, 0,
+                {"hier",
+                 {"0", "0xA0", "0x10", "2"},
+                 0,
                  "\n====I2C read:<0xa0> <0x10> <0x2>====\r\n00000:  00 00" + std::string(42, ' ') +
                      "  |..              |\n[END]\n"},
-                {"i2c_read", {"2", "0xA0", "0x10"}, 0,
+                {"i2c_read",
+                 {"2", "0xA0", "0x10"},
+                 0,
                  "\ni2c_num:0x2, dev_addr:0xa0; reg_addr:0x10; reg_addr_end:0x10; reg_width: 1; data_width: 1. \n\n"
                  "Open /dev/i2c-2 error!\n\ndo errro\n[END]\n"},
             });

@@ -1,7 +1,9 @@
 // The test runner over a table of recording items: options, usage, links,
 // run by name and the menu on the simulated console.
-#include <gtest/gtest.h>
+#include "runner/runner.h"
+
 #include <getopt.h>
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -12,7 +14,6 @@
 #include <vector>
 
 #include "harness.h"
-#include "runner/runner.h"
 #include "sys/sys.h"
 
 namespace {
@@ -125,10 +126,7 @@ TEST_F(Runner, menu_answers) {
       {"h prints the usage and leaves", "h\n", kMenu + "h\n" + kUsage, {}},
       {"Enter alone asks again", "\nq\n", kMenu + "\n" + kMenu + "q\n退出测试\n", {}},
       {"punctuation asks again", "?\nq\n", kMenu + "?\n" + kMenu + "q\n退出测试\n", {}},
-      {"0 runs the flagged items from index 1",
-       "0\n",
-       kMenu + "0\n",
-       {"disk(0,null)", "fan(0,null)"}},
+      {"0 runs the flagged items from index 1", "0\n", kMenu + "0\n", {"disk(0,null)", "fan(0,null)"}},
       {"another letter runs all too", "x\n", kMenu + "x\n", {"disk(0,null)", "fan(0,null)"}},
       {"a number runs that item, whatever its flag, and asks again",
        "5\t2\nq",
@@ -136,9 +134,15 @@ TEST_F(Runner, menu_answers) {
        {"rtc(0,null)", "disk_perf(0,null)"}},
       {"an item not built yet runs nothing", "4\nq\n", kMenu + "4\n" + kMenu + "q\n退出测试\n", {}},
       {"out of range", "12\nq\n", kMenu + "12\n输入有误！请重新选择测试\n" + kMenu + "q\n退出测试\n", {}},
-      {"input ends after the third key", "1234\n", kMenu + "123\n输入有误！请重新选择测试\n" + kMenu + "4\n" + kMenu + "\n",
+      {"input ends after the third key",
+       "1234\n",
+       kMenu + "123\n输入有误！请重新选择测试\n" + kMenu + "4\n" + kMenu + "\n",
        {}},
-      {"erasing keys", "\x7f" "9\b3\nq\n", kMenu + "9\b \b3\n" + kMenu + "q\n退出测试\n", {"fan(0,null)"}},
+      {"erasing keys",
+       "\x7f"
+       "9\b3\nq\n",
+       kMenu + "9\b \b3\n" + kMenu + "q\n退出测试\n",
+       {"fan(0,null)"}},
       {"end of input leaves", "", kMenu + "\n", {}},
   };
   for (const auto& c : cases) {

@@ -1,9 +1,8 @@
 // The simulated board as tools see it through the seam: virtual time, which
 // every tool test leans on, and what the board composes from its parts
 // (descriptors, mounts, listings, faults on real models, signals, threads).
-#include <gtest/gtest.h>
-
 #include <fcntl.h>
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <atomic>
@@ -31,9 +30,7 @@ TEST_F(SimBoard, sleeps_advance_virtual_time_at_once) {
   EXPECT_EQ(sys::time(nullptr), 1767225600 + 3600);
 }
 
-TEST_F(SimBoard, pause_with_nothing_pending_is_reported_not_hung) {
-  EXPECT_THROW(sys::pause(), sim::Stuck);
-}
+TEST_F(SimBoard, pause_with_nothing_pending_is_reported_not_hung) { EXPECT_THROW(sys::pause(), sim::Stuck); }
 
 TEST_F(SimBoard, other_threads_wait_for_virtual_time) {
   std::atomic<int> woke{0};

@@ -1,7 +1,8 @@
 // The virtual clock on its own: what falls due while the driving thread
 // sleeps, and threads it counts doing their work at their own times.
-#include <gtest/gtest.h>
+#include "sim/clock.h"
 
+#include <gtest/gtest.h>
 #include <signal.h>
 
 #include <atomic>
@@ -10,8 +11,6 @@
 #include <thread>
 #include <utility>
 #include <vector>
-
-#include "sim/clock.h"
 
 namespace {
 
@@ -40,7 +39,7 @@ TEST(SimClock, timers_and_scheduled_signals_fall_due_in_time_order_during_a_slee
   r.clock.sleep_ns(10 * kSec);
   EXPECT_EQ(r.clock.now_ns(), t0 + 10 * kSec);
   std::vector<std::pair<uint64_t, int>> expected = {
-      {t0 + 3 * kSec, SIGALRM}, {t0 + 4 * kSec, SIGINT}, {t0 + 5 * kSec, SIGUSR1},
+      {t0 + 3 * kSec, SIGALRM}, {t0 + 4 * kSec, SIGINT},  {t0 + 5 * kSec, SIGUSR1},
       {t0 + 6 * kSec, SIGALRM}, {t0 + 9 * kSec, SIGALRM},
   };
   EXPECT_EQ(r.signals, expected);

@@ -31,10 +31,10 @@ std::vector<std::string> outcomes(sim::FaultTable& faults, const std::vector<Att
 
 TEST(SimFaults, each_filter_picks_its_calls_and_nth_counts_only_those) {
   const std::vector<Attempt> attempts = {
-      {Call::Open, "/dev/mtd0", 2, false},        {Call::Read, "/dev/mtd0", 0, true},
-      {Call::Ioctl, "/dev/mtd0", 0x4D01, false},  {Call::Read, "/dev/mtd1", 0, true},
-      {Call::Ioctl, "/dev/mtd1", 0x4D02, false},  {Call::Read, "/dev/mtd0", 0, true},
-      {Call::Open, "/dev/mtd0", 0x4D01, false},   {Call::Ioctl, "/dev/mtd0", 0x4D01, false},
+      {Call::Open, "/dev/mtd0", 2, false},       {Call::Read, "/dev/mtd0", 0, true},
+      {Call::Ioctl, "/dev/mtd0", 0x4D01, false}, {Call::Read, "/dev/mtd1", 0, true},
+      {Call::Ioctl, "/dev/mtd1", 0x4D02, false}, {Call::Read, "/dev/mtd0", 0, true},
+      {Call::Open, "/dev/mtd0", 0x4D01, false},  {Call::Ioctl, "/dev/mtd0", 0x4D01, false},
   };
   struct Case {
     const char* name;

@@ -1,13 +1,12 @@
 // Physical memory: sparse, byte-addressed, and one store behind every mapping.
-#include <gtest/gtest.h>
+#include "sim/phys_mem.h"
 
+#include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
 #include <cstring>
 #include <vector>
-
-#include "sim/phys_mem.h"
 
 namespace {
 
@@ -19,10 +18,10 @@ TEST(SimPhysMem, reads_and_writes_cross_page_boundaries_and_untouched_memory_is_
     size_t len;
   };
   const Case cases[] = {
-      {page - 3, 8},                      // straddles one boundary
-      {5 * page - 1, 2 * page + 2},       // spans whole pages
-      {uint64_t{48} << 30, 16},           // far up, nothing around it written
-      {sim::PhysMem::kSize - 4, 4},       // the last bytes there are
+      {page - 3, 8},                 // straddles one boundary
+      {5 * page - 1, 2 * page + 2},  // spans whole pages
+      {uint64_t{48} << 30, 16},      // far up, nothing around it written
+      {sim::PhysMem::kSize - 4, 4},  // the last bytes there are
   };
   for (const auto& c : cases) {
     std::vector<uint8_t> in(c.len);

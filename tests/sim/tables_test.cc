@@ -1,7 +1,6 @@
 // What the board keeps in tables: descriptors, mappings, directory listings,
 // device nodes and mounts.
 #include <gtest/gtest.h>
-
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -55,11 +54,11 @@ TEST(SimDescriptors, only_mappings_the_board_made_are_unmapped_and_partly_so) {
   ASSERT_NE(p, MAP_FAILED);
   auto* bytes = static_cast<uint8_t*>(p);
   maps.add(p, 4 * page);
-  maps.unmap(bytes + 8 * page, page);  // not the board's: nothing happens
+  maps.unmap(bytes + 8 * page, page);      // not the board's: nothing happens
   maps.unmap(bytes + 3 * page, 8 * page);  // the tail, cut to the mapping's end
   EXPECT_EQ(maps.size(), 1u);
   EXPECT_EQ(msync(bytes + 3 * page, page, MS_ASYNC), -1);  // gone
-  bytes[2 * page] = 1;  // still there
+  bytes[2 * page] = 1;                                     // still there
   maps.unmap(p, 4 * page);
   EXPECT_EQ(maps.size(), 0u);
 }

@@ -1,17 +1,18 @@
 // Interval timers on the virtual time line, without threads or a board.
-#include <gtest/gtest.h>
+#include "sim/timers.h"
 
+#include <gtest/gtest.h>
 #include <signal.h>
 
 #include <vector>
-
-#include "sim/timers.h"
 
 namespace {
 
 constexpr uint64_t kSec = 1000000000ull;
 
-struct timespec ts(uint64_t ns) { return sim::to_ts(ns); }
+struct timespec ts(uint64_t ns) {
+  return sim::to_ts(ns);
+}
 
 // The virtual times at which the timer expires next, up to n of them.
 std::vector<uint64_t> expiries(sim::TimerQueue& q, int n) {
@@ -38,16 +39,36 @@ TEST(SimTimers, expiries_follow_value_period_clock_and_flags) {
   };
   const Case cases[] = {
       {"relative one-shot", CLOCK_MONOTONIC, 0, 2 * kSec, 0, false, {now + 2 * kSec}},
-      {"relative periodic", CLOCK_MONOTONIC, 0, 2 * kSec, 3 * kSec, false,
+      {"relative periodic",
+       CLOCK_MONOTONIC,
+       0,
+       2 * kSec,
+       3 * kSec,
+       false,
        {now + 2 * kSec, now + 5 * kSec, now + 8 * kSec}},
       {"zero value disarms", CLOCK_MONOTONIC, 0, 0, 3 * kSec, false, {}},
-      {"absolute monotonic ahead", CLOCK_MONOTONIC, TIMER_ABSTIME, 150 * kSec, kSec, false,
+      {"absolute monotonic ahead",
+       CLOCK_MONOTONIC,
+       TIMER_ABSTIME,
+       150 * kSec,
+       kSec,
+       false,
        {150 * kSec, 151 * kSec, 152 * kSec}},
       {"absolute realtime ahead", CLOCK_REALTIME, TIMER_ABSTIME, base + 130 * kSec, 0, false, {130 * kSec}},
       // Overdue: once at once, then on the phase of the time asked for.
-      {"absolute overdue periodic", CLOCK_MONOTONIC, TIMER_ABSTIME, 93 * kSec, 5 * kSec, true,
+      {"absolute overdue periodic",
+       CLOCK_MONOTONIC,
+       TIMER_ABSTIME,
+       93 * kSec,
+       5 * kSec,
+       true,
        {now, 103 * kSec, 108 * kSec}},
-      {"absolute overdue realtime", CLOCK_REALTIME, TIMER_ABSTIME, base + 99 * kSec + kSec / 2, kSec, true,
+      {"absolute overdue realtime",
+       CLOCK_REALTIME,
+       TIMER_ABSTIME,
+       base + 99 * kSec + kSec / 2,
+       kSec,
+       true,
        {now, now + kSec / 2, now + kSec + kSec / 2}},
       {"absolute overdue one-shot", CLOCK_MONOTONIC, TIMER_ABSTIME, 10 * kSec, 0, true, {now}},
       {"absolute exactly now", CLOCK_MONOTONIC, TIMER_ABSTIME, now, 4 * kSec, true, {now, now + 4 * kSec}},

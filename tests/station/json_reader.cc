@@ -45,21 +45,38 @@ struct Reader {
       }
       if (++i >= s.size()) return false;
       switch (s[i]) {
-        case '"': *o += '"'; break;
-        case '\\': *o += '\\'; break;
-        case '/': *o += '/'; break;
-        case 'b': *o += '\b'; break;
-        case 'f': *o += '\f'; break;
-        case 'n': *o += '\n'; break;
-        case 'r': *o += '\r'; break;
-        case 't': *o += '\t'; break;
+        case '"':
+          *o += '"';
+          break;
+        case '\\':
+          *o += '\\';
+          break;
+        case '/':
+          *o += '/';
+          break;
+        case 'b':
+          *o += '\b';
+          break;
+        case 'f':
+          *o += '\f';
+          break;
+        case 'n':
+          *o += '\n';
+          break;
+        case 'r':
+          *o += '\r';
+          break;
+        case 't':
+          *o += '\t';
+          break;
         case 'u': {
           if (i + 4 >= s.size()) return false;
           put_utf8(*o, static_cast<unsigned>(strtoul(s.substr(i + 1, 4).c_str(), nullptr, 16)));
           i += 4;
           break;
         }
-        default: return false;
+        default:
+          return false;
       }
     }
     return false;

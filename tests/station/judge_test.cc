@@ -1,6 +1,8 @@
 // Every item judged on what it really prints on the simulated board: a
 // healthy run and a failing one, with the verdict, a line behind it and a
 // measurement a station would read.
+#include "station/judge.h"
+
 #include <gtest/gtest.h>
 #include <linux/sockios.h>
 #include <signal.h>
@@ -20,7 +22,6 @@
 #include "sim/serial.h"
 #include "sim/storage.h"
 #include "sim/tavio.h"
-#include "station/judge.h"
 #include "sys/sys.h"
 
 namespace {
@@ -104,6 +105,7 @@ class StationJudge : public tavtest::BoardTest {
 
 TEST_F(StationJudge, io_items_healthy_and_failing) {
   const auto none = [](sim::Board&) {};
+  // clang-format off
   const JudgeCase cases[] = {
       {"cpld", tav::cpld_report, {"cpld"}, "", none, Verdict::kInfo, nullptr, nullptr},
       {"cpld without tavio", tav::cpld_report, {"cpld"}, "", [](sim::Board& b) { b.fail(fail_open("/dev/tavio")); },
@@ -154,6 +156,7 @@ TEST_F(StationJudge, io_items_healthy_and_failing) {
       {"workkey refused", tav::workkey_tool, {"workkey", "-e", "abcdefgh"}, "",
        [](sim::Board& b) { b.fail(fail_ioctl("/dev/tavded", 0)); }, Verdict::kFail, "faild", nullptr},
   };
+  // clang-format on
   for (const JudgeCase& c : cases) check(c);
 }
 
@@ -169,6 +172,7 @@ TEST_F(StationJudge, storage_and_network_items_healthy_and_failing) {
     std::lock_guard<std::mutex> lock(flash->mu);
     std::fill(flash->parts[1].data.begin(), flash->parts[1].data.begin() + (1 << 20), 0x5A);
   };
+  // clang-format off
   const JudgeCase cases[] = {
       {"harddisk_info_test", tav::harddisk_info_test, {"harddisk_info_test"}, "/dev/sda\n", none, Verdict::kPass,
        nullptr, "smart_9_raw"},
@@ -224,6 +228,7 @@ TEST_F(StationJudge, storage_and_network_items_healthy_and_failing) {
        },
        Verdict::kError, "线程", nullptr},
   };
+  // clang-format on
   for (const JudgeCase& c : cases) check(c);
   // Threads a refused start left running end with their board, before the
   // count they read goes back.
@@ -238,6 +243,7 @@ TEST_F(StationJudge, items_that_run_until_stopped_healthy_and_failing) {
   const auto stop_in = [](sim::Board& b, uint64_t seconds) {
     b.clock().signal_at(b.clock().now_ns() + seconds * kSecond, SIGINT);
   };
+  // clang-format off
   const JudgeCase cases[] = {
       {"watchdog resets the board", tav::watchdog_test, {"watchdog"}, "", [](sim::Board&) {}, Verdict::kPass, nullptr,
        nullptr},
@@ -281,6 +287,7 @@ TEST_F(StationJudge, items_that_run_until_stopped_healthy_and_failing) {
       {"pcietran bad address", tav::pcietran_test, {"pcietran", "send", "zz"}, "", [](sim::Board&) {},
        Verdict::kError, "invalid", nullptr},
   };
+  // clang-format on
   for (const JudgeCase& c : cases) check(c);
 }
 

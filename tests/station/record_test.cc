@@ -1,5 +1,7 @@
 // Station records: the JSON line, the JUnit document and the limits, as a
 // station's parser would read them.
+#include "station/record.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
@@ -7,7 +9,6 @@
 
 #include "station/json_reader.h"
 #include "station/limits.h"
-#include "station/record.h"
 
 namespace {
 
@@ -123,12 +124,12 @@ TEST(StationLimits, malformed_lines_are_named_by_number) {
 TEST(StationLimits, measurements_outside_their_limits_fail_the_item) {
   std::vector<Limit> limits;
   std::string error;
-  ASSERT_TRUE(tav::station::parse_limits(
-      "# item.measurement min max\n"
-      "fan.fan_duty 10 50   # in range\n"
-      "fan.speed - 3000\n"
-      "rtc.rate 4 -\n",
-      &limits, &error))
+  ASSERT_TRUE(
+      tav::station::parse_limits("# item.measurement min max\n"
+                                 "fan.fan_duty 10 50   # in range\n"
+                                 "fan.speed - 3000\n"
+                                 "rtc.rate 4 -\n",
+                                 &limits, &error))
       << error;
   ASSERT_EQ(limits.size(), 3u);
   const struct {

@@ -1,4 +1,6 @@
 // The byte and word listings against a plain printf formatter.
+#include "tools/dump.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -8,12 +10,10 @@
 #include <string>
 #include <vector>
 
-#include "tools/dump.h"
-
 namespace {
 
-std::string listing(int (*fn)(FILE*, const volatile void*, unsigned long, unsigned), const void* buf,
-                    unsigned long len, unsigned width) {
+std::string listing(int (*fn)(FILE*, const volatile void*, unsigned long, unsigned), const void* buf, unsigned long len,
+                    unsigned width) {
   char* text = nullptr;
   size_t size = 0;
   FILE* f = open_memstream(&text, &size);
@@ -97,8 +97,8 @@ TEST(DumpListing, matches_plain_formatter_for_random_shapes) {
   for (auto& b : memory) b = static_cast<uint8_t>(rng());
   // Every byte value, printable or not, in one place.
   for (unsigned b = 0; b < 256; ++b) memory[64 + b] = static_cast<uint8_t>(b);
-  const unsigned long lengths[] = {1, 15, 16, 17, 31, 32, 255, 256, 257, 4095, 4096, 4097, 65535, 65536, 65552,
-                                   (1u << 20) + 3};
+  const unsigned long lengths[] = {1,   15,   16,   17,   31,    32,    255,   256,
+                                   257, 4095, 4096, 4097, 65535, 65536, 65552, (1u << 20) + 3};
   const unsigned widths[] = {16, 1, 7, 8, 32};
   for (unsigned long length : lengths) {
     for (unsigned width : widths) {

@@ -36,13 +36,16 @@ TEST_F(FrontEnd, dispatch_by_exact_base_name) {
       {{"/opt/x/himd.l", "0x80040000", "16"},
        "\n====dump memory 0x80040000====\n0000:  00000000 00000000 00000000 00000000\n[END]\n"},
       {{"himm", "1", "2", "3"}, "\nxxx\n[END]\n"},
-      {{"himm"}, "\nusage: himm <address> <Value>. sample: himm 0x80040000 0x123\n exit:0XFFFFFFFFFFFFFFFF.{tools/mm:35}\n[END]\n"},
+      {{"himm"},
+       "\nusage: himm <address> <Value>. sample: himm 0x80040000 0x123\n "
+       "exit:0XFFFFFFFFFFFFFFFF.{tools/mm:35}\n[END]\n"},
   };
   for (const auto& c : cases) {
     Outcome r = tool(c.words);
     EXPECT_EQ(r.out, c.out) << c.words[0];
   }
-  EXPECT_EQ(tool({"himm", "0x1000"}).out, "\n====dump memory 0X1000====\n0x1000: 0x00000000\nNewValue:Input Error\n[END]\n");
+  EXPECT_EQ(tool({"himm", "0x1000"}).out,
+            "\n====dump memory 0X1000====\n0x1000: 0x00000000\nNewValue:Input Error\n[END]\n");
 }
 
 }  // namespace

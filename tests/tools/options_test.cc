@@ -46,8 +46,7 @@ int scan(Table& t, std::vector<std::string> words, std::string* out) {
   argv.push_back(nullptr);
   int rc = 0;
   std::string err;
-  tavtest::run_capture([&] { rc = tav::scan_options(static_cast<int>(words.size()), argv.data(), t.rows); }, out,
-                       &err);
+  tavtest::run_capture([&] { rc = tav::scan_options(static_cast<int>(words.size()), argv.data(), t.rows); }, out, &err);
   return rc;
 }
 

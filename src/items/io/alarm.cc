@@ -7,8 +7,8 @@
 #include <cstring>
 
 #include "common/console.h"
-#include "items/items.h"
 #include "items/io/tavio.h"
+#include "items/items.h"
 #include "sys/owners.h"
 #include "sys/sys.h"
 

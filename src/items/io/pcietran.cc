@@ -1,8 +1,6 @@
 // The PCIe transfer test: the send end writes 0x5A and waits for 0xA5, the
 // receive end the other way round, through 1280 bytes of physical memory
 // that both boards see over the link.
-#include "items/items.h"
-
 #include <fcntl.h>
 #include <getopt.h>
 #include <sys/mman.h>
@@ -12,6 +10,7 @@
 #include <cstring>
 
 #include "items/item_options.h"
+#include "items/items.h"
 #include "sys/sys.h"
 
 namespace tav {

@@ -7,8 +7,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "items/items.h"
 #include "items/io/tavio.h"
+#include "items/items.h"
 #include "sys/sys.h"
 
 namespace tav {

@@ -241,9 +241,7 @@ void* run_side(const Side& side) {
   return nullptr;
 }
 
-void* reader(void*) {
-  return run_side(Side{false, g_run.readers, g_run.read_done, g_run.read_int, g_run.read_micro});
-}
+void* reader(void*) { return run_side(Side{false, g_run.readers, g_run.read_done, g_run.read_int, g_run.read_micro}); }
 void* writer(void*) {
   return run_side(Side{true, g_run.writers, g_run.write_done, g_run.write_int, g_run.write_micro});
 }

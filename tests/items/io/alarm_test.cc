@@ -66,12 +66,8 @@ TEST_F(Alarm, healthy_board_passes_both_polarities) {
 
 TEST_F(Alarm, verdicts) {
   using Setup = std::function<void(sim::Board&)>;
-  auto fail = [](unsigned long req, int err) {
-    return [=](sim::Board& b) { sim::fail_tavio_request(b, req, err); };
-  };
-  auto counts = [](unsigned in, unsigned out) {
-    return [=](sim::Board& b) { sim::set_alarm_counts(b, in, out); };
-  };
+  auto fail = [](unsigned long req, int err) { return [=](sim::Board& b) { sim::fail_tavio_request(b, req, err); }; };
+  auto counts = [](unsigned in, unsigned out) { return [=](sim::Board& b) { sim::set_alarm_counts(b, in, out); }; };
   const std::string fail_open =
       "报警输入:16个, 报警输出:4个\n没有报警小板接入!\n常开模式报警测试:\ndata_alarm_out: 0xf\n"
       "data_alarm_in: 0x0\ndata_alarm_in: 0x0, check_mask: 0xffff, fail.\n报警测试失败!\n";
@@ -84,20 +80,32 @@ TEST_F(Alarm, verdicts) {
   } cases[] = {
       {"no device", [](sim::Board& b) { b.remove(tav::kTavioPath); }, {"alarm"}, "设备 /dev/tavio 不存在.\n", -6},
       {"no plug: reported, then the loop-back fails", sim::remove_alarm_plug, {"alarm"}, fail_open, 0},
-      {"no plug when the board is necessary", sim::remove_alarm_plug, {"alarm", "x-alarm_board_necessary"},
-       "报警输入:16个, 报警输出:4个\n没有报警小板接入!\n报警测试失败!\n", 0},
-      {"alarm board present, plug missing", [](sim::Board& b) { sim::tavio(b)->loopback_plug = false; }, {"alarm"},
+      {"no plug when the board is necessary",
+       sim::remove_alarm_plug,
+       {"alarm", "x-alarm_board_necessary"},
+       "报警输入:16个, 报警输出:4个\n没有报警小板接入!\n报警测试失败!\n",
+       0},
+      {"alarm board present, plug missing",
+       [](sim::Board& b) { sim::tavio(b)->loopback_plug = false; },
+       {"alarm"},
        "报警输入:16个, 报警输出:4个\n常开模式报警测试:\ndata_alarm_out: 0xf\ndata_alarm_in: 0x0\n"
        "data_alarm_in: 0x0, check_mask: 0xffff, fail.\n报警测试失败!\n",
        0},
       {"bad magic passes", sim::set_bad_hw_magic, {"alarm"}, "获取到的CPLD魔数非法\n报警测试成功!\n", 0},
-      {"polarity request fails", fail(tav::TAVIO_IOP_SET_MODE, EIO), {"alarm"},
-       "报警输入:16个, 报警输出:4个\n常开模式报警测试:\nioctl cmd TAVIO_IOP_SET_MODE error, errno:5\n报警测试失败!\n", 0},
-      {"input request fails", fail(tav::TAVIO_ALARM_IN, EBUSY), {"alarm"},
+      {"polarity request fails",
+       fail(tav::TAVIO_IOP_SET_MODE, EIO),
+       {"alarm"},
+       "报警输入:16个, 报警输出:4个\n常开模式报警测试:\nioctl cmd TAVIO_IOP_SET_MODE error, errno:5\n报警测试失败!\n",
+       0},
+      {"input request fails",
+       fail(tav::TAVIO_ALARM_IN, EBUSY),
+       {"alarm"},
        "报警输入:16个, 报警输出:4个\n常开模式报警测试:\ndata_alarm_out: 0xf\n"
        "ioctl cmd TAVIO_ALARM_IN error, errno:16\n报警测试失败!\n",
        0},
-      {"no inputs: the closed pass runs as normally open", counts(0, 2), {"alarm"},
+      {"no inputs: the closed pass runs as normally open",
+       counts(0, 2),
+       {"alarm"},
        "报警输入:0个, 报警输出:2个\n"
        "常开模式报警测试:\ndata_alarm_out: 0x3\ndata_alarm_in: 0x0\ndata_alarm_out: 0x3\ndata_alarm_in: 0x0\n"
        "常开模式，报警I/O口测试完毕\n"

@@ -1,13 +1,12 @@
 // The PCIe transfer test: arguments, and a lone end playing on the board's
 // memory in a board thread until virtual time has run long enough.
-#include "items/items.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
 #include "harness.h"
+#include "items/items.h"
 
 namespace {
 

@@ -58,8 +58,8 @@ const std::string kCpldReport =
     "视频芯片属性:   0x3521\n"
     "扩展属性:       0x0 \n"
     "MAC0:           0x1000\n"
-    "MAC1:           0x1001\n"
-    + zero_macs() +
+    "MAC1:           0x1001\n" +
+    zero_macs() +
     "RTC属性:        0x1 \n"
     "报警输入属性:   0x100\n"
     "报警输出属性:   0x40\n"
@@ -129,8 +129,8 @@ const std::string kBootParamReport =
     "Feature.extendedDecoder:  0xc \n"
     "Feature.extendedIVS:      0xd \n"
     "Feature.extendedAlarmOut: 0xe \n"
-    "Feature.IntellAlgor:      0xf \n"
-    + mac_addresses() +
+    "Feature.IntellAlgor:      0xf \n" +
+    mac_addresses() +
     "App.rand_code:     K3X9QZ\n"
     "WIFI KEY:     wifi-key\n"
     "VELMO UID:     UID0123456789ABCDEFGHI\n"

@@ -47,17 +47,17 @@ class Switch : public tavtest::BoardTest {
   sim::SwitchDevice& sw() { return *sim::switch_driver(board()); }
   // One command: its output, and exactly one request with the record's bytes.
   void check(const Case& c) {
-  SCOPED_TRACE(c.words[1] + (c.words.size() > 2 ? " " + c.words[2] : ""));
-  tavtest::Outcome o = run(tav::switch_tool, c.words);
-  EXPECT_EQ(o.out, c.out);
-  EXPECT_EQ(o.result, 0);
-  EXPECT_EQ(o.open_descriptors, 0u);
-  auto reqs = tavtest::requests_of(o, sim::Call::Ioctl, tav::kSwitchPath);
-  ASSERT_EQ(reqs.size(), 1u);
-  EXPECT_EQ(reqs[0]->request, c.request);
-  std::vector<uint8_t> want(c.size, 0);
-  for (const auto& kv : c.sent) want[kv.first] = kv.second;
-  EXPECT_EQ(reqs[0]->bytes, want);
+    SCOPED_TRACE(c.words[1] + (c.words.size() > 2 ? " " + c.words[2] : ""));
+    tavtest::Outcome o = run(tav::switch_tool, c.words);
+    EXPECT_EQ(o.out, c.out);
+    EXPECT_EQ(o.result, 0);
+    EXPECT_EQ(o.open_descriptors, 0u);
+    auto reqs = tavtest::requests_of(o, sim::Call::Ioctl, tav::kSwitchPath);
+    ASSERT_EQ(reqs.size(), 1u);
+    EXPECT_EQ(reqs[0]->request, c.request);
+    std::vector<uint8_t> want(c.size, 0);
+    for (const auto& kv : c.sent) want[kv.first] = kv.second;
+    EXPECT_EQ(reqs[0]->bytes, want);
   }
 };
 

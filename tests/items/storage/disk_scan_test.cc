@@ -31,9 +31,7 @@ std::string cell(int n, const char* name, bool present) {
 
 class DiskScan : public tavtest::BoardTest {
  protected:
-  void set_bays(unsigned bays, unsigned esata) {
-    sim::tavio(board())->hw_info.sata_attr = bays << 9 | esata << 18;
-  }
+  void set_bays(unsigned bays, unsigned esata) { sim::tavio(board())->hw_info.sata_attr = bays << 9 | esata << 18; }
 };
 
 TEST_F(DiskScan, eight_bays_with_two_disks_and_an_empty_esata_port) {
@@ -43,10 +41,10 @@ TEST_F(DiskScan, eight_bays_with_two_disks_and_an_empty_esata_port) {
   const char* names[] = {"sda", "sdb", "sdc", "sdd", "sdf", "sdg", "sdh", "sdi"};
   // The model is shown as the disk stores it, two characters a word.
   const char* model = "AT VDH02002 BT";
-  std::string want =
-      "硬盘扫描检测功能开始\n硬盘扫描中...\n硬盘扫描中...\n硬盘扫描完毕\n硬盘扫描完毕\n" + std::string(kRule) +
-      "| 盘位号 |  状态  |  节点  |           名称         |  大小  |\n" + kRule;
-  for (int i = 0; i < 8; ++i) want += row(i + 1, i < 2, names[i], i < 2 ? (i == 0 ? model : "AT VDH04004 BT") : "", i < 2 ? 1863 : 0);
+  std::string want = "硬盘扫描检测功能开始\n硬盘扫描中...\n硬盘扫描中...\n硬盘扫描完毕\n硬盘扫描完毕\n" +
+                     std::string(kRule) + "| 盘位号 |  状态  |  节点  |           名称         |  大小  |\n" + kRule;
+  for (int i = 0; i < 8; ++i)
+    want += row(i + 1, i < 2, names[i], i < 2 ? (i == 0 ? model : "AT VDH04004 BT") : "", i < 2 ? 1863 : 0);
   want += row(9, false, "esda", " ", 0);
   want += "|版本日期|                  2025-11-7                        |\n" + std::string(kRule) + "\n";
   want += kMapRule;

@@ -34,8 +34,9 @@ TEST_F(Ports, power_cycle_of_a_disk_that_comes_back) {
   Outcome r = run(tav::disk_power, {"disk_power"});
   EXPECT_EQ(r.result, 0);
   std::string cycle = cycle_scan_lines(0) + cycle_scan_lines(0);
-  EXPECT_EQ(r.out, std::string(kStart) + "硬盘    1 将会被测试    2 次\n" + cycle + "测试:        1 次, 错误:        0 次\n" +
-                       cycle + "测试:        2 次, 错误:        0 次\n" + "\033[0;32mdisk updown test OK.\033[m\n");
+  EXPECT_EQ(r.out, std::string(kStart) + "硬盘    1 将会被测试    2 次\n" + cycle +
+                       "测试:        1 次, 错误:        0 次\n" + cycle + "测试:        2 次, 错误:        0 次\n" +
+                       "\033[0;32mdisk updown test OK.\033[m\n");
   auto power = board().log();
   int downs = 0, ups = 0;
   for (auto& q : power)

@@ -52,7 +52,8 @@ TEST_F(Unlock, locked_disk_is_unlocked_with_the_drivers_password) {
 }
 
 const char kBufferUsage[] =
-    "\nUsage: hdbuffer -i index -c cmd -s size(M)\n\n    -i         HD index\n    -c         select ioctl command.like:\n"
+    "\nUsage: hdbuffer -i index -c cmd -s size(M)\n\n    -i         HD index\n    -c         select ioctl "
+    "command.like:\n"
     "               0:get buffer size\n               1:set buffer size\n               2:unset buffer size\n"
     "    -s         size\n    -h         help\n\n";
 
