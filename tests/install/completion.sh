@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
+# shellcheck disable=SC2154 # the lists come from the sourced script
 # Completes command lines the way bash would and checks what is offered.
 # Usage: completion.sh COMPLETION_SCRIPT
 set -u
+# shellcheck source=/dev/null
 source "$1" || exit 1
 failures=0
 
@@ -42,6 +44,16 @@ check "-h -i -u" tav_tool ""
 check "16 32" hiddrs -w ""
 check "" himd 0x80040000 ""
 check "/dev/null" disk_perf /dev/nul
+
+# A file name with a space is one word.
+scratch=$(mktemp -d)
+touch "$scratch/dump one"
+check "$scratch/dump one" himdb 0x80000000 64 "$scratch/du"
+if [[ ${#COMPREPLY[@]} -ne 1 ]]; then
+  echo "a file name with a space became ${#COMPREPLY[@]} words" >&2
+  failures=$((failures + 1))
+fi
+rm -rf "$scratch"
 
 # Every item is offered after the runner's name, in table order.
 COMP_WORDS=(tav_factory "")

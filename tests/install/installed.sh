@@ -13,7 +13,9 @@ fail() {
   status=1
 }
 for program in tav_tool tav_factory; do
-  [ -x "$prefix/bin/$program" ] && [ ! -L "$prefix/bin/$program" ] || fail "bin/$program is not an executable"
+  if [ ! -x "$prefix/bin/$program" ] || [ -L "$prefix/bin/$program" ]; then
+    fail "bin/$program is not an executable"
+  fi
 done
 # Each link is relative and names its program, as `-i` makes it.
 while read -r program name; do
