@@ -68,6 +68,13 @@ void BlockDevice::poke(uint64_t off, const void* in, size_t n) {
   copy_in(off, static_cast<const uint8_t*>(in), n);
 }
 
+std::vector<uint64_t> BlockDevice::written_offsets() const {
+  std::lock_guard<std::mutex> lock(mu_);
+  std::vector<uint64_t> offsets;
+  for (const auto& chunk : chunks_) offsets.push_back(chunk.first * kChunk);
+  return offsets;
+}
+
 uint64_t BlockDevice::flushes() const { return locked_read(mu_, flushes_); }
 
 uint64_t BlockDevice::bytes_read() const { return locked_read(mu_, read_); }

@@ -38,6 +38,9 @@ class BlockDevice final : public Device {
   // The medium's bytes at off (zeros where never written).
   void peek(uint64_t off, void* out, size_t n) const;
   void poke(uint64_t off, const void* in, size_t n);
+  // Offsets of the pieces ever written, in order, each kChunk long.
+  std::vector<uint64_t> written_offsets() const;
+  static constexpr uint64_t kChunk = 64 * 1024;
 
   uint64_t bytes_read() const;
   uint64_t bytes_written() const;
@@ -54,7 +57,6 @@ class BlockDevice final : public Device {
   // Checks a transfer, clips it at the end, waits at the gate and charges its time.
   ssize_t transfer(OpenFile& f, const void* buf, size_t n, bool writing);
 
-  static constexpr uint64_t kChunk = 64 * 1024;
   // Called with mu_ held.
   void copy_out(uint64_t off, uint8_t* out, size_t n) const;
   void copy_in(uint64_t off, const uint8_t* in, size_t n);

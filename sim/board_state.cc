@@ -3,13 +3,17 @@
 #include <sys/stat.h>
 #include <time.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <fstream>
 #include <sstream>
 
+#include "block.h"
 #include "board.h"
+#include "drivers/block.h"
 #include "env.h"
 #include "i2c.h"
+#include "mtd.h"
 #include "net_drivers.h"
 #include "peripherals.h"
 
@@ -18,6 +22,7 @@ namespace sim {
 namespace {
 
 constexpr const char* kFile = "/board.txt";
+constexpr size_t kNandPage = 4096;
 // The chips whose registers a command can change: bus, 7-bit address.
 constexpr int kChips[][2] = {{0, 0x50}, {1, 0x50}, {1, 0x2b}};
 
@@ -63,6 +68,26 @@ bool save_board_state(Board& board, const std::string& dir) {
     const auto& regs = c->regs();
     out << "i2c " << chip[0] << " " << chip[1] << " " << hex(std::string(regs.begin(), regs.end())) << "\n";
   }
+  // The eMMC's written pieces, and the NAND pages that are not erased.
+  if (auto emmc = std::dynamic_pointer_cast<BlockDevice>(board.device(tav::kEmmcNode))) {
+    std::string piece(BlockDevice::kChunk, '\0');
+    for (uint64_t off : emmc->written_offsets()) {
+      emmc->peek(off, &piece[0], piece.size());
+      out << "emmc " << off << " " << hex(piece) << "\n";
+    }
+  }
+  if (auto flash = nand_flash(board)) {
+    std::lock_guard<std::mutex> lock(flash->mu);
+    for (size_t n = 0; n < flash->parts.size(); ++n) {
+      const auto& data = flash->parts[n].data;
+      for (size_t off = 0; off < data.size(); off += kNandPage) {
+        size_t len = std::min(kNandPage, data.size() - off);
+        if (std::all_of(data.begin() + off, data.begin() + off + len, [](uint8_t b) { return b == 0xFF; })) continue;
+        out << "nand " << n << " " << off << " " << hex(std::string(data.begin() + off, data.begin() + off + len))
+            << "\n";
+      }
+    }
+  }
   return static_cast<bool>(out);
 }
 
@@ -101,6 +126,20 @@ bool load_board_state(Board& board, const std::string& dir, std::string* error) 
       I2cChip* c = ok ? i2c_chip(board, bus, static_cast<uint16_t>(addr)) : nullptr;
       ok = c != nullptr && regs.size() == c->regs().size();
       if (ok) c->regs().assign(regs.begin(), regs.end());
+    } else if (key == "emmc") {
+      uint64_t off = 0;
+      std::string text, piece;
+      ok = static_cast<bool>(words >> off >> text) && unhex(text, &piece);
+      auto emmc = ok ? std::dynamic_pointer_cast<BlockDevice>(board.device(tav::kEmmcNode)) : nullptr;
+      ok = emmc != nullptr && off + piece.size() <= static_cast<uint64_t>(emmc->size());
+      if (ok) emmc->poke(off, piece.data(), piece.size());
+    } else if (key == "nand") {
+      size_t part = 0, off = 0;
+      std::string text, page;
+      ok = static_cast<bool>(words >> part >> off >> text) && unhex(text, &page);
+      auto flash = ok ? nand_flash(board) : nullptr;
+      ok = flash != nullptr && part < flash->parts.size() && off + page.size() <= flash->parts[part].data.size();
+      if (ok) std::copy(page.begin(), page.end(), flash->parts[part].data.begin() + static_cast<long>(off));
     } else {
       ok = key.empty();
     }

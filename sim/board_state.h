@@ -1,8 +1,8 @@
 // The simulated board's settable state kept between commands, as a real
 // board keeps it between power cycles: the fan's duty, the clock chip's time
 // (running on while no command runs), the boot environment and its password,
-// and the I2C chips' registers. Physical memory is kept on its own
-// (TAV_SIM_MEM).
+// the I2C chips' registers, what was written to the eMMC and the NAND pages
+// that are not erased. Physical memory is kept on its own (TAV_SIM_MEM).
 #pragma once
 
 #include <string>
