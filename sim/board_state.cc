@@ -36,14 +36,21 @@ std::string hex(const std::string& bytes) {
   return out.empty() ? "-" : out;
 }
 
+int nibble(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  return -1;
+}
+
 bool unhex(const std::string& text, std::string* out) {
   out->clear();
   if (text == "-") return true;
   if (text.size() % 2 != 0) return false;
+  out->reserve(text.size() / 2);
   for (size_t i = 0; i < text.size(); i += 2) {
-    int v = 0;
-    if (sscanf(text.c_str() + i, "%2x", &v) != 1) return false;
-    *out += static_cast<char>(v);
+    int high = nibble(text[i]), low = nibble(text[i + 1]);
+    if (high < 0 || low < 0) return false;
+    *out += static_cast<char>(high << 4 | low);
   }
   return true;
 }
@@ -73,6 +80,8 @@ bool save_board_state(Board& board, const std::string& dir) {
     std::string piece(BlockDevice::kChunk, '\0');
     for (uint64_t off : emmc->written_offsets()) {
       emmc->peek(off, &piece[0], piece.size());
+      // Written back to zeros is as unwritten.
+      if (std::all_of(piece.begin(), piece.end(), [](char b) { return b == 0; })) continue;
       out << "emmc " << off << " " << hex(piece) << "\n";
     }
   }
