@@ -59,4 +59,23 @@ TEST_F(DiskScan, eight_bays_with_two_disks_and_an_empty_esata_port) {
   EXPECT_EQ(r.open_descriptors, 0u);
 }
 
+// Sixteen bays: slot n is not port n - 1 but a column of four ports apart.
+TEST_F(DiskScan, sixteen_bays_follow_the_front_panel_order) {
+  set_bays(16, 0);
+  Outcome r = run(tav::disk_scan, {});
+  const char* names[] = {"sda", "sdf", "sdk", "sdp", "sdb", "sdg", "sdl", "sdq",
+                         "sdc", "sdh", "sdm", "sdr", "sdd", "sdi", "sdn", "sds"};
+  std::string rows, map = kMapRule;
+  for (int i = 0; i < 16; ++i) {
+    bool present = i == 0 || i == 4;  // the disks on ports 0 and 1
+    rows += row(i + 1, present, names[i], present ? (i == 0 ? "AT VDH02002 BT" : "AT VDH04004 BT") : "",
+                present ? 1863 : 0);
+    map += cell(i + 1, names[i], present);
+    if (i % 4 == 3) map += "|\n" + std::string(kMapRule);
+  }
+  EXPECT_NE(r.out.find(rows), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find(map), std::string::npos) << r.out;
+  EXPECT_EQ(r.open_descriptors, 0u);
+}
+
 }  // namespace
